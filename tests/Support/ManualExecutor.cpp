@@ -1,0 +1,80 @@
+#include "Support/ManualExecutor.h"
+
+#include <gtest/gtest.h>
+
+namespace kestrelle::test {
+
+namespace {
+// A fixed date keeps wall-clock arithmetic in tests reproducible: 2026-01-01 00:00:00 UTC.
+constexpr auto fixedWallStart = std::chrono::sys_seconds{std::chrono::seconds{1767225600}};
+// Tests that loop forever fail instead of hanging.
+constexpr std::size_t workLimit = 1'000'000;
+} // namespace
+
+ManualExecutor::ManualExecutor()
+    : monotonicStart_(MonotonicTime{} + std::chrono::hours{1}), monotonic_(monotonicStart_),
+      wallStart_(std::chrono::time_point_cast<WallTime::duration>(fixedWallStart)) {}
+
+ManualExecutor::~ManualExecutor() {
+    {
+        std::lock_guard lock(mutex_);
+        auto dropped = std::move(ready_);
+    }
+    timers_.clear();
+    destroyOperations();
+}
+
+void ManualExecutor::post(std::function<void()> work) {
+    std::lock_guard lock(mutex_);
+    ready_.push_back(std::move(work));
+}
+
+TimerId ManualExecutor::scheduleAfter(Duration delay, std::function<void()> work) {
+    return timers_.add(monotonic_ + std::max(delay, Duration::zero()), std::move(work));
+}
+
+void ManualExecutor::cancelTimer(TimerId timer) {
+    timers_.cancel(timer);
+}
+
+std::size_t ManualExecutor::queuedWorkCount() const {
+    std::lock_guard lock(mutex_);
+    return ready_.size();
+}
+
+std::size_t ManualExecutor::runUntilIdle() {
+    std::size_t count = 0;
+    for (;;) {
+        std::function<void()> work;
+        {
+            std::lock_guard lock(mutex_);
+            if (ready_.empty()) {
+                return count;
+            }
+            work = std::move(ready_.front());
+            ready_.pop_front();
+        }
+        work();
+        if (++count == workLimit) {
+            ADD_FAILURE() << "runUntilIdle: work keeps queueing more work";
+            return count;
+        }
+    }
+}
+
+void ManualExecutor::advance(Duration duration) {
+    const auto target = monotonic_ + duration;
+    runUntilIdle();
+    while (auto deadline = timers_.nextDeadline()) {
+        if (*deadline > target) {
+            break;
+        }
+        monotonic_ = std::max(monotonic_, *deadline);
+        auto work = timers_.popDue(monotonic_);
+        (*work)();
+        runUntilIdle();
+    }
+    monotonic_ = target;
+}
+
+} // namespace kestrelle::test
