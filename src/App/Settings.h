@@ -1,0 +1,57 @@
+#pragma once
+
+#include "App/KeyValueStore.h"
+#include "Runtime/Observable.h"
+#include "Security/BiometricReuseWindow.h"
+#include "Shortcut/Hotkey.h"
+#include "Shortcut/ShortcutStatus.h"
+
+#include <functional>
+
+namespace kestrelle {
+
+namespace settingsKey {
+inline constexpr std::string_view hotkeyKeyCode = "settings.hotkeyKeyCode";
+inline constexpr std::string_view hotkeyModifiers = "settings.hotkeyModifiers";
+inline constexpr std::string_view biometricReuseWindowSeconds =
+    "settings.biometricReuseWindowSeconds";
+} // namespace settingsKey
+
+// The user's preferences, kept between launches, plus the unpersisted outcome of the last
+// shortcut registration. Main thread only; observers are called synchronously.
+class Settings {
+public:
+    // Loads both preferences; never writes. Stops the process when the stored key code cannot
+    // be a key code at all.
+    explicit Settings(KeyValueStore& defaults);
+    Settings(const Settings&) = delete;
+    Settings& operator=(const Settings&) = delete;
+
+    const Hotkey& hotkey() const { return hotkey_.get(); }
+    // Stores, notifies, then writes both keys — also when the value is unchanged.
+    void setHotkey(const Hotkey& hotkey);
+
+    BiometricReuseWindow biometricReuseWindow() const { return biometricReuseWindow_.get(); }
+    void setBiometricReuseWindow(BiometricReuseWindow window);
+
+    const ShortcutStatus& shortcutStatus() const { return shortcutStatus_.get(); }
+    void setShortcutStatus(ShortcutStatus status);
+
+    // Each calls `observer` with the current value at once, then with every assigned value.
+    [[nodiscard]] Subscription subscribeHotkey(std::function<void(const Hotkey&)> observer);
+    [[nodiscard]] Subscription
+    subscribeBiometricReuseWindow(std::function<void(const BiometricReuseWindow&)> observer);
+    [[nodiscard]] Subscription
+    subscribeShortcutStatus(std::function<void(const ShortcutStatus&)> observer);
+    // Sent before any of the three changes.
+    [[nodiscard]] Subscription subscribeWillChange(std::function<void()> observer);
+
+private:
+    KeyValueStore& defaults_;
+    Signal<> willChange_;
+    Observable<Hotkey> hotkey_;
+    Observable<BiometricReuseWindow> biometricReuseWindow_;
+    Observable<ShortcutStatus> shortcutStatus_{ShortcutStatus::registered()};
+};
+
+} // namespace kestrelle
