@@ -25,8 +25,8 @@ std::optional<WholeNumber> wholeNumber(const StoredValue& value) {
     if (auto* unsignedInteger = std::get_if<std::uint64_t>(&value)) {
         return WholeNumber{false, *unsignedInteger};
     }
-    if (auto* real = std::get_if<double>(&value); real && std::isfinite(*real) &&
-                                                   std::trunc(*real) == *real) {
+    if (auto* real = std::get_if<double>(&value);
+        real && std::isfinite(*real) && std::trunc(*real) == *real) {
         constexpr double limit = 18446744073709551616.0; // 2^64
         auto magnitude = std::fabs(*real);
         return WholeNumber{*real < 0 && magnitude != 0,
@@ -93,8 +93,8 @@ Subscription Settings::subscribeHotkey(std::function<void(const Hotkey&)> observ
     return hotkey_.subscribe(std::move(observer));
 }
 
-Subscription Settings::subscribeBiometricReuseWindow(
-    std::function<void(const BiometricReuseWindow&)> observer) {
+Subscription
+Settings::subscribeBiometricReuseWindow(std::function<void(const BiometricReuseWindow&)> observer) {
     return biometricReuseWindow_.subscribe(std::move(observer));
 }
 

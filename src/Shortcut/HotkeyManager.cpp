@@ -5,7 +5,9 @@ namespace kestrelle {
 HotkeyManager::HotkeyManager(HotKeyService& service, Executor& executor)
     : service_(service), executor_(executor) {}
 
-HotkeyManager::~HotkeyManager() { unregister(); }
+HotkeyManager::~HotkeyManager() {
+    unregister();
+}
 
 ShortcutStatus HotkeyManager::registerHotkey(const Hotkey& hotkey) {
     if (auto registration = std::exchange(hotKeyRef_, std::nullopt)) {

@@ -1,8 +1,8 @@
 #include "App/Settings.h"
+
 #include "Support/InMemoryKeyValueStore.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
@@ -85,8 +85,8 @@ TEST(SettingsTest, EveryAssignmentNotifiesAndWritesEvenWhenEqual) {
 
     settings.setHotkey(Hotkey::defaultShortcut());
     settings.setHotkey(Hotkey::defaultShortcut());
-    EXPECT_EQ(events, (std::vector<std::string>{"hotkey ⌥␣", "will", "hotkey ⌥␣", "will",
-                                                "hotkey ⌥␣"}));
+    EXPECT_EQ(events,
+              (std::vector<std::string>{"hotkey ⌥␣", "will", "hotkey ⌥␣", "will", "hotkey ⌥␣"}));
     using Write = std::pair<std::string, StoredValue>;
     const std::vector<Write> pair{{"settings.hotkeyKeyCode", std::int64_t{49}},
                                   {"settings.hotkeyModifiers", std::uint64_t{0x80000}}};
@@ -119,7 +119,8 @@ TEST(SettingsTest, TheShortcutStatusIsObservedButNeverStored) {
     std::vector<ShortcutStatus> statuses;
     auto subscription = settings.subscribeShortcutStatus(
         [&](const ShortcutStatus& status) { statuses.push_back(status); });
-    settings.setShortcutStatus(ShortcutStatus::conflict("⌥␣ is already in use. Choose another shortcut."));
+    settings.setShortcutStatus(
+        ShortcutStatus::conflict("⌥␣ is already in use. Choose another shortcut."));
     EXPECT_EQ(statuses.size(), 2U);
     EXPECT_EQ(statuses.back().kind(), ShortcutStatus::Kind::conflict);
     EXPECT_TRUE(defaults.writes.empty());

@@ -1,10 +1,10 @@
-#include "Security/BiometricReuseWindow.h"
 #include "Security/ExclusiveOperationGate.h"
+
+#include "Security/BiometricReuseWindow.h"
 #include "Support/ManualExecutor.h"
 #include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
-
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -41,9 +41,9 @@ TEST(ExclusiveOperationGateTest, WaitersOwnTheGateOneAtATimeInArrivalOrder) {
     executor.advance(2s);
     EXPECT_EQ(events.back(), "third in");
     executor.advance(1s);
-    EXPECT_EQ(events, (std::vector<std::string>{"owner in", "owner out", "first in", "first out",
-                                                "second in", "second out", "third in",
-                                                "third out"}));
+    EXPECT_EQ(events,
+              (std::vector<std::string>{"owner in", "owner out", "first in", "first out",
+                                        "second in", "second out", "third in", "third out"}));
     EXPECT_FALSE(gate.isHeld());
 }
 
@@ -105,14 +105,13 @@ TEST(BiometricReuseWindowTest, SevenWindowsWithTheirSecondsAndTitlesInOrder) {
     for (auto window : allBiometricReuseWindows) {
         listed.emplace_back(rawValue(window), std::string(title(window)));
     }
-    EXPECT_EQ(listed, (std::vector<std::pair<std::int32_t, std::string>>{
-                          {30, "30 seconds"},
-                          {60, "1 minute"},
-                          {120, "2 minutes"},
-                          {300, "5 minutes"},
-                          {600, "10 minutes"},
-                          {900, "15 minutes"},
-                          {1800, "30 minutes"}}));
+    EXPECT_EQ(listed, (std::vector<std::pair<std::int32_t, std::string>>{{30, "30 seconds"},
+                                                                         {60, "1 minute"},
+                                                                         {120, "2 minutes"},
+                                                                         {300, "5 minutes"},
+                                                                         {600, "10 minutes"},
+                                                                         {900, "15 minutes"},
+                                                                         {1800, "30 minutes"}}));
     EXPECT_EQ(biometricReuseWindowFromRawValue(900), BiometricReuseWindow::fifteenMinutes);
     for (std::int64_t other : {0, -30, 45, 31, 1799, 3600}) {
         EXPECT_FALSE(biometricReuseWindowFromRawValue(other)) << other;

@@ -1,4 +1,5 @@
 #include "Shortcut/Hotkey.h"
+
 #include "Shortcut/HotkeyManager.h"
 #include "Support/FakeHotKeyService.h"
 #include "Support/LogCapture.h"
@@ -22,9 +23,9 @@ TEST(HotkeyTest, DisplaysModifiersInControlOptionShiftCommandOrder) {
 
 TEST(HotkeyTest, GlyphsForSpecialKeysLabelsForLettersAndDigitsADotForTheRest) {
     const std::vector<std::pair<std::uint32_t, std::string>> expected{
-        {36, "↩"}, {76, "↩"}, {48, "⇥"}, {49, "␣"}, {51, "⌫"}, {53, "⎋"},  {123, "←"},
-        {124, "→"}, {125, "↓"}, {126, "↑"}, {0, "A"}, {6, "Z"},  {29, "0"}, {25, "9"},
-        {96, "•"},  {82, "•"},  {27, "•"}};
+        {36, "↩"},  {76, "↩"},  {48, "⇥"},  {49, "␣"},  {51, "⌫"}, {53, "⎋"},
+        {123, "←"}, {124, "→"}, {125, "↓"}, {126, "↑"}, {0, "A"},  {6, "Z"},
+        {29, "0"},  {25, "9"},  {96, "•"},  {82, "•"},  {27, "•"}};
     for (const auto& [code, text] : expected) {
         EXPECT_EQ(glyph(code), text) << code;
     }
@@ -70,8 +71,8 @@ TEST_F(HotkeyManagerTest, RegistersWithTheCarbonModifiersAndItsOwnIdentity) {
 
     // Again: the old registration goes first, the handler stays.
     EXPECT_EQ(manager.registerHotkey(Hotkey::defaultShortcut()), ShortcutStatus::registered());
-    EXPECT_EQ(service.calls, (std::vector<std::string>{"install", "register 49 2048",
-                                                       "unregister", "register 49 2048"}));
+    EXPECT_EQ(service.calls, (std::vector<std::string>{"install", "register 49 2048", "unregister",
+                                                       "register 49 2048"}));
     EXPECT_EQ(service.activeRegistrations, 1);
 }
 
