@@ -1,0 +1,26 @@
+// Must precede every include for memset_s to be declared on Apple platforms.
+#define __STDC_WANT_LIB_EXT1__ 1
+
+#include "Storage/SecureWipe.h"
+
+#include <string.h>
+
+namespace kestrelle {
+
+void secureWipe(void* data, std::size_t size) noexcept {
+    if (data == nullptr || size == 0) {
+        return;
+    }
+#if defined(__GLIBC__) || defined(__FreeBSD__) || defined(__OpenBSD__)
+    explicit_bzero(data, size);
+#elif defined(__APPLE__)
+    memset_s(data, size, 0, size);
+#else
+    auto* bytes = static_cast<volatile unsigned char*>(data);
+    for (std::size_t index = 0; index < size; ++index) {
+        bytes[index] = 0;
+    }
+#endif
+}
+
+} // namespace kestrelle
