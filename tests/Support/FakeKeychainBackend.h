@@ -150,6 +150,10 @@ private:
         received.push_back(
             {call, query, std::move(newValue), context && context->interactionNotAllowed});
         if (scripted_.empty()) {
+            // As the platform does, an invalidated approval opens nothing.
+            if (context && context->invalidationCount > 0) {
+                return status(keychainStatus::authenticationFailed);
+            }
             return std::nullopt;
         }
         auto reply = std::move(scripted_.front());

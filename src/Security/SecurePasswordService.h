@@ -1,0 +1,147 @@
+#pragma once
+
+#include "Runtime/Executor.h"
+#include "Runtime/Task.h"
+#include "Runtime/Uuid.h"
+#include "Security/BiometricAvailability.h"
+#include "Security/BiometricContextCreating.h"
+#include "Security/ConsumedPassword.h"
+#include "Security/ExclusiveOperationGate.h"
+#include "Security/InvocationSession.h"
+#include "Security/PasswordAction.h"
+#include "Security/SettingsAuthorization.h"
+#include "Storage/SecretStoring.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+
+namespace kestrelle {
+
+// The one door to saved password values. Every read and write is bound to a biometric
+// approval that this service obtained itself, that is young, that was given for exactly that
+// purpose, and that is spent once. Main-thread object; protected operations run one at a time
+// under the operation gate, while the cancellation calls get through at any moment.
+//
+// Errors: BiometricAuthenticationError, SecretStoreError, and from the settings operations
+// whatever their commit throws, or SettingsTransactionError when its rollback failed too.
+class SecurePasswordService {
+public:
+    // An approval may be spent only while it is at most this old.
+    static constexpr std::chrono::seconds approvalAgeLimit{30};
+
+    // Writes the catalog change that belongs with a Keychain change. Runs after the Keychain
+    // step, in the same gate ownership, while the approval can still undo that step.
+    using MetadataCommit = std::function<Task<void>()>;
+
+    SecurePasswordService(BiometricContextCreating& contextFactory, SecretStoring& secretStore,
+                          Executor& executor);
+    SecurePasswordService(const SecurePasswordService&) = delete;
+    SecurePasswordService& operator=(const SecurePasswordService&) = delete;
+    ~SecurePasswordService();
+
+    // Of a fresh context; never prompts.
+    BiometricAvailability availability();
+    // Applies from the next prune on.
+    void setBiometricReuseWindow(std::chrono::duration<double> window);
+
+    // Reuses a still-valid approval, or shows the prompt.
+    Task<InvocationSession> beginInvocation(Uuid invocationID);
+    Task<ConsumedPassword> consumeSelectedEntry(InvocationSession session, Uuid entryID,
+                                                PasswordAction action);
+    void cancelInvocation(Uuid invocationID);
+
+    // Always prompts, and ends any reuse.
+    Task<SettingsAuthorization> authorizeSettings(SettingsOperation operation);
+    // Creates the item, then commits; a failed commit deletes the item again.
+    Task<void> addSecret(SecretBytes password, Uuid entryID, SettingsAuthorization authorization,
+                         MetadataCommit commitMetadata);
+    // Keeps the old value, stores the new one over it, then commits; a failed commit writes the
+    // old value back. A missing item fails with `itemNotFound` before anything changes.
+    Task<void> replaceSecret(SecretBytes password, Uuid entryID,
+                             SettingsAuthorization authorization, MetadataCommit commitMetadata);
+    // Stores the value, creating the item if missing, then commits; a failed commit deletes
+    // the item again.
+    Task<void> repairSecret(SecretBytes password, Uuid entryID, SettingsAuthorization authorization,
+                            MetadataCommit commitMetadata);
+    Task<void> deleteSecret(Uuid entryID, SettingsAuthorization authorization);
+    // Spends an approval on a change of the catalog alone; the caller then saves the catalog.
+    Task<void> consumeCatalogMutationAuthorization(SettingsAuthorization authorization);
+    void cancelSettingsAuthorization(SettingsAuthorization authorization);
+
+    // Needs no approval and never prompts.
+    Task<bool> containsSecret(Uuid entryID);
+
+    // Ends reuse, and turns a prompt that is up into a cancellation.
+    void forgetReusableCredential();
+    // Ends every approval: records, the reusable credential and any prompt that is up.
+    void cancelAll();
+
+    // For tests and diagnostics.
+    std::size_t liveRecordCount() const {
+        return invocations_.size() + settingsAuthorizations_.size();
+    }
+    bool hasReusableCredential() const { return reusableCredential_.has_value(); }
+    bool isGateHeld() const { return operationGate_.isHeld(); }
+
+private:
+    struct InvocationRecord {
+        Uuid nonce;
+        WallTime createdAt;
+        std::shared_ptr<BiometricContext> context;
+        std::optional<WallTime> authenticatedAt;
+        bool isConsuming = false;
+        std::optional<TimerId> expiry;
+    };
+    struct SettingsRecord {
+        SettingsOperation operation;
+        std::shared_ptr<BiometricContext> context;
+        std::optional<WallTime> authenticatedAt;
+        bool isConsuming = false;
+        std::optional<TimerId> expiry;
+    };
+    struct ReusableCredential {
+        std::shared_ptr<BiometricContext> context;
+        WallTime promptedAt;
+    };
+    class SettingsSpend;
+    using KeychainUndo = std::function<Task<void>()>;
+
+    InvocationSession storeApprovedInvocation(Uuid invocationID, InvocationRecord record);
+    void dropInvocation(const Uuid& invocationID, std::optional<Uuid> nonce = std::nullopt);
+    void dropSettingsAuthorization(const Uuid& nonce);
+    void dropAllRecords();
+    // Invalidates a dropped record's context, unless the reusable credential still holds it.
+    void releaseContext(const std::shared_ptr<BiometricContext>& context);
+    void dropReusableCredential();
+    void pruneReusableCredential();
+    void scheduleReuseExpiry();
+    bool isYoung(WallTime authenticatedAt) const;
+
+    // Validates the approval for `operation` and marks it consuming.
+    std::shared_ptr<AuthenticationContext>
+    beginConsumingSettingsAuthorization(const SettingsAuthorization& authorization,
+                                        const SettingsOperation& operation);
+    // After every suspension: the approval must still be the active one.
+    void requireActiveSettingsAuthorization(const SettingsAuthorization& authorization) const;
+    Task<void> commitOrUndo(const SettingsAuthorization& authorization,
+                            MetadataCommit& commitMetadata, KeychainUndo undo);
+
+    BiometricContextCreating& contextFactory_;
+    SecretStoring& secretStore_;
+    Executor& executor_;
+    ExclusiveOperationGate operationGate_;
+    std::unordered_map<Uuid, InvocationRecord> invocations_;
+    std::unordered_map<Uuid, SettingsRecord> settingsAuthorizations_;
+    std::optional<ReusableCredential> reusableCredential_;
+    std::optional<TimerId> reuseExpiry_;
+    std::chrono::duration<double> biometricReuseWindow_{30};
+    std::uint64_t cancellationGeneration_ = 0;
+    // The context of a settings prompt that is up, so that cancelAll can dismiss it.
+    std::shared_ptr<BiometricContext> settingsPromptContext_;
+};
+
+} // namespace kestrelle
