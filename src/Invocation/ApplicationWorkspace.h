@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Invocation/FrontmostApplication.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace kestrelle {
+
+// The desktop's running applications, as far as an insertion target needs them.
+class ApplicationWorkspace {
+public:
+    virtual ~ApplicationWorkspace() = default;
+
+    // None while no application is in front (during a switch, for example).
+    virtual std::optional<FrontmostApplication> frontmostApplication() = 0;
+    virtual std::int32_t currentProcessIdentifier() = 0;
+};
+
+} // namespace kestrelle

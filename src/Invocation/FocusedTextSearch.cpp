@@ -1,0 +1,111 @@
+#include "Invocation/FocusedTextSearch.h"
+
+#include "Runtime/Logger.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace kestrelle {
+
+namespace {
+
+const Logger logger{"AccessibilityTarget"};
+
+constexpr std::array<std::string_view, 3> supportedRoles{"AXTextField", "AXTextArea", "AXComboBox"};
+
+} // namespace
+
+bool FocusedTextSearch::isSupportedTextTarget(const AccessibilityElement& element) {
+    if (!accessibility_.boolAttribute(element, accessibilityName::enabled).value_or(true)) {
+        return false;
+    }
+    if (!accessibility_.boolAttribute(element, accessibilityName::focused).value_or(false)) {
+        return false;
+    }
+    const auto role = accessibility_.stringAttribute(element, accessibilityName::role);
+    return role &&
+           std::find(supportedRoles.begin(), supportedRoles.end(), *role) != supportedRoles.end();
+}
+
+std::optional<AccessibilityElement>
+FocusedTextSearch::focusedTextTarget(const AccessibilityElement& application) {
+    const auto focused = accessibility_.copyElement(application, accessibilityName::focusedElement);
+    if (!focused) {
+        return std::nullopt;
+    }
+    int remainingNodes = searchBudget;
+    auto found = search(*focused, remainingNodes);
+    if (!found) {
+        logger.info("Unsupported focused target tree: {}", targetTreeDescription(*focused));
+    }
+    return found;
+}
+
+std::optional<AccessibilityElement> FocusedTextSearch::search(const AccessibilityElement& node,
+                                                              int& remainingNodes) {
+    if (remainingNodes < 1) {
+        return std::nullopt;
+    }
+    --remainingNodes;
+    if (isSupportedTextTarget(node)) {
+        return node;
+    }
+    // A container that names its own focused element is followed there first.
+    if (const auto focused = accessibility_.copyElement(node, accessibilityName::focusedElement);
+        focused && !accessibility_.isSameElement(*focused, node)) {
+        if (auto found = search(*focused, remainingNodes)) {
+            return found;
+        }
+    }
+    // Every child is searched, so that a second candidate makes the result ambiguous.
+    std::optional<AccessibilityElement> found;
+    int results = 0;
+    for (const auto& child : accessibility_.copyElements(node, accessibilityName::children)) {
+        if (auto result = search(child, remainingNodes)) {
+            if (++results == 1) {
+                found = std::move(result);
+            }
+        }
+    }
+    if (remainingNodes < 1 || results != 1) {
+        return std::nullopt;
+    }
+    return found;
+}
+
+std::string FocusedTextSearch::targetTreeDescription(const AccessibilityElement& element) {
+    std::string description;
+    int remainingNodes = descriptionBudget;
+    describe(element, remainingNodes, description);
+    return description;
+}
+
+void FocusedTextSearch::describe(const AccessibilityElement& node, int& remainingNodes,
+                                 std::string& out) {
+    if (remainingNodes < 1) {
+        out += "…";
+        return;
+    }
+    --remainingNodes;
+    out += accessibility_.stringAttribute(node, accessibilityName::role).value_or("unknown");
+    // The focus state is written as the optional it is, so an absent one reads "nil".
+    out += "[focused=";
+    const auto focused = accessibility_.boolAttribute(node, accessibilityName::focused);
+    out += focused ? (*focused ? "Optional(true)" : "Optional(false)") : "nil";
+    const auto children = accessibility_.copyElements(node, accessibilityName::children);
+    if (children.empty()) {
+        out += "]";
+        return;
+    }
+    out += "]{";
+    for (std::size_t index = 0; index < children.size(); ++index) {
+        if (index > 0) {
+            out += ",";
+        }
+        describe(children[index], remainingNodes, out);
+    }
+    out += "}";
+}
+
+} // namespace kestrelle

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Invocation/ApplicationWorkspace.h"
+
+#include <functional>
+
+namespace kestrelle::test {
+
+class FakeApplicationWorkspace final : public ApplicationWorkspace {
+public:
+    std::optional<FrontmostApplication> frontmostApplication() override {
+        auto answer = frontmost;
+        if (afterFrontmostRead) {
+            afterFrontmostRead();
+        }
+        return answer;
+    }
+    std::int32_t currentProcessIdentifier() override { return currentPid; }
+
+    std::optional<FrontmostApplication> frontmost;
+    std::int32_t currentPid = 1;
+    // Runs after each read of the frontmost application, to switch applications mid-way.
+    std::function<void()> afterFrontmostRead;
+};
+
+} // namespace kestrelle::test
