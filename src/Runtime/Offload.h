@@ -11,6 +11,8 @@ namespace kestrelle {
 
 // Runs the blocking `work` on `queue` and resumes the caller on its own executor with the
 // result or the exception. The work is not interrupted by cancellation; the caller checks after.
+// Bind a lambda with captures to a variable before `co_await offload(queue, std::move(work))`:
+// GCC 12 destroys such a temporary twice when it is written inside the co_await expression.
 template <class Work>
 Task<std::invoke_result_t<Work&>> offload(SerialQueue& queue, Work work) {
     using Result = std::invoke_result_t<Work&>;
