@@ -1,0 +1,43 @@
+#include "Storage/AtomicFileWriter.h"
+
+#include "Storage/FileSystemError.h"
+
+#include <optional>
+#include <system_error>
+#include <utility>
+
+namespace kestrelle {
+
+void AtomicFileWriter::write(const std::filesystem::path& file, std::string_view bytes) {
+    try {
+        replace(file, bytes);
+    } catch (const std::system_error& error) {
+        throw FileSystemError("The file “" + file.string() + "” could not be saved", error.code());
+    }
+}
+
+void AtomicFileWriter::replace(const std::filesystem::path& file, std::string_view bytes) {
+    // Same directory, so that the rename stays on one file system and is atomic.
+    auto temporary =
+        fileSystem_->createTemporaryFile(file.parent_path(), "." + file.filename().string() + ".");
+    std::optional<int> open = temporary.descriptor;
+    try {
+        fileSystem_->writeAll(*open, bytes);
+        // Without the flush a crash after the rename could leave an empty file in place of both.
+        fileSystem_->sync(*open);
+        fileSystem_->close(*std::exchange(open, std::nullopt));
+        fileSystem_->rename(temporary.path, file);
+    } catch (...) {
+        if (open) {
+            try {
+                fileSystem_->close(*open);
+            } catch (const std::system_error&) {
+                // The first failure is the one worth reporting.
+            }
+        }
+        fileSystem_->remove(temporary.path);
+        throw;
+    }
+}
+
+} // namespace kestrelle

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+namespace kestrelle {
+
+// Replaces a file's whole content so that a reader, or a crash, sees either the old bytes or the
+// new ones. A platform may add protections of its own (macOS: complete file protection).
+class AtomicFileWriting {
+public:
+    virtual ~AtomicFileWriting() = default;
+
+    // Throws FileSystemError; the old file, if any, is then unchanged and nothing is left behind.
+    virtual void write(const std::filesystem::path& file, std::string_view bytes) = 0;
+};
+
+} // namespace kestrelle

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Runtime/Task.h"
+#include "Storage/EntryCatalog.h"
+
+namespace kestrelle {
+
+// Loads and saves the catalog. Every failure is a KestrelleError whose description is meant
+// for the user.
+class EntryCatalogStoring {
+public:
+    virtual ~EntryCatalogStoring() = default;
+
+    virtual Task<EntryCatalog> load() = 0;
+    // Writes the whole catalog, or nothing at all.
+    virtual Task<void> save(EntryCatalog catalog) = 0;
+};
+
+} // namespace kestrelle

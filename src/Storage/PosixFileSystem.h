@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Storage/FileSystem.h"
+
+namespace kestrelle {
+
+class PosixFileSystem final : public FileSystem {
+public:
+    TemporaryFile createTemporaryFile(const std::filesystem::path& directory,
+                                      const std::string& prefix) override;
+    void writeAll(int descriptor, std::string_view bytes) override;
+    void sync(int descriptor) override;
+    void close(int descriptor) override;
+    void rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
+    void remove(const std::filesystem::path& path) noexcept override;
+};
+
+} // namespace kestrelle
