@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Invocation/KeyboardEventPosting.h"
+#include "Invocation/PasswordInjecting.h"
+
+#include <chrono>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace kestrelle {
+
+// Types a password as Unicode text carried by synthetic key events, never as key codes of
+// characters, in short chunks posted to the target's process alone. It waits for the
+// shortcut's modifier keys to be released first, and re-validates the target before every
+// chunk. Main-thread object.
+class InputInjector final : public PasswordInjecting {
+public:
+    static constexpr int chunkLimit = 20;
+    static constexpr std::chrono::milliseconds keyPressHold{12};
+    static constexpr std::chrono::milliseconds modifierPollInterval{25};
+    static constexpr int modifierPollAttempts = 20;
+    static constexpr std::uint64_t modifierMask =
+        KeyboardEventPosting::shiftFlag | KeyboardEventPosting::controlFlag |
+        KeyboardEventPosting::optionFlag | KeyboardEventPosting::commandFlag;
+    // The typed text comes from the attached string alone.
+    static constexpr std::uint16_t virtualKey = 0;
+
+    // `keyboard` must outlive the injector.
+    explicit InputInjector(KeyboardEventPosting& keyboard) : keyboard_(keyboard) {}
+    InputInjector(const InputInjector&) = delete;
+    InputInjector& operator=(const InputInjector&) = delete;
+
+    Task<void> insert(const TransientSecret& secret,
+                      std::shared_ptr<CapturedInsertionTarget> target) override;
+
+    Uuid generation() const override { return generation_; }
+    void setGeneration(Uuid generation) override { generation_ = generation; }
+
+    // Views into `text` of at most `limit` units each, never splitting a surrogate pair, that
+    // together make up `text`. A limit below 2 gives none.
+    static std::vector<std::u16string_view> utf16Chunks(std::u16string_view text, int limit);
+
+private:
+    Task<void> waitForModifierRelease(Uuid operation);
+    Task<void> postUnicode(std::u16string_view text, CapturedInsertionTarget& target,
+                           Uuid operation);
+    void throwIfSuperseded(const Uuid& operation) const;
+
+    KeyboardEventPosting& keyboard_;
+    Uuid generation_ = Uuid::random();
+};
+
+} // namespace kestrelle

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Invocation/CapturedInsertionTarget.h"
+
+#include <optional>
+#include <vector>
+
+namespace kestrelle::test {
+
+// A captured text field whose validation answer the test sets.
+class FakeInsertionTarget final : public CapturedInsertionTarget {
+public:
+    explicit FakeInsertionTarget(std::int32_t pid) : pid(pid) {}
+
+    std::int32_t processIdentifier() const override { return pid; }
+    std::optional<InputInjectionError> validationError() override {
+        ++validations;
+        if (failure) {
+            return InputInjectionError(*failure);
+        }
+        return std::nullopt;
+    }
+    void recordApplicationActivation(std::optional<std::int32_t> processIdentifier) override {
+        activations.push_back(processIdentifier);
+    }
+
+    std::int32_t pid;
+    std::optional<InputInjectionError::Kind> failure;
+    int validations = 0;
+    std::vector<std::optional<std::int32_t>> activations;
+};
+
+} // namespace kestrelle::test

@@ -1,0 +1,129 @@
+#pragma once
+
+#include "Invocation/KeyboardEventPosting.h"
+#include "Runtime/Executor.h"
+#include "Storage/SecureWipe.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string_view>
+#include <vector>
+
+namespace kestrelle {
+
+// Keeps typed text out of gtest's failure output.
+inline void PrintTo(const WipingVector<char16_t>& units, std::ostream* out) {
+    *out << "<" << units.size() << " secret units>";
+}
+
+} // namespace kestrelle
+
+namespace kestrelle::test {
+
+// Compares without printing: use as EXPECT_TRUE(sameUnits(...)).
+inline bool sameUnits(const WipingVector<char16_t>& units, std::u16string_view expected) {
+    return std::u16string_view(units.data(), units.size()) == expected;
+}
+
+// Records every event it posts, with the virtual time of posting, and never prints what the
+// events carry. The user's modifier keys, and failures to make sources and events, are
+// scripted.
+class FakeKeyboardEvents final : public KeyboardEventPosting {
+public:
+    struct Posted {
+        bool keyDown = false;
+        std::int32_t processIdentifier = 0;
+        std::uint64_t flags = 0;
+        std::uint16_t virtualKey = 0;
+        int source = 0;
+        WipingVector<char16_t> units;
+        MonotonicTime at;
+
+        friend void PrintTo(const Posted& event, std::ostream* out) {
+            *out << (event.keyDown ? "key-down" : "key-up") << " to " << event.processIdentifier
+                 << " with " << event.units.size() << " units";
+        }
+    };
+
+    explicit FakeKeyboardEvents(const Executor& clock) : clock_(clock) {}
+
+    // What an event carries until its flags are set: the session's state leaking in.
+    static constexpr std::uint64_t inheritedFlags = optionFlag | 0x100;
+
+    // The flags that the next `heldChecks` reads report, before `releasedFlags` from then on.
+    int heldChecks = 0;
+    std::uint64_t heldFlags = optionFlag;
+    std::uint64_t releasedFlags = 0;
+    int modifierChecks = 0;
+
+    bool failSourceCreation = false;
+    // Event creations, counted from 1, that give nothing.
+    std::vector<int> failingEventCreations;
+    int sourcesMade = 0;
+    int eventsMade = 0;
+
+    std::vector<Posted> posted;
+    // Runs after each post, to act between the events of an insertion.
+    std::function<void(const Posted&)> afterPost;
+
+    // Every unit carried by the key-down events, in order.
+    WipingVector<char16_t> typedUnits() const {
+        WipingVector<char16_t> all;
+        for (const auto& event : posted) {
+            if (event.keyDown) {
+                all.insert(all.end(), event.units.begin(), event.units.end());
+            }
+        }
+        return all;
+    }
+
+    std::uint64_t currentModifierFlags() override {
+        return modifierChecks++ < heldChecks ? heldFlags : releasedFlags;
+    }
+    std::optional<Source> makePrivateSource() override {
+        if (failSourceCreation) {
+            return std::nullopt;
+        }
+        return Source{std::make_shared<int>(++sourcesMade)};
+    }
+    std::optional<Event> makeKeyEvent(const Source& source, std::uint16_t virtualKey,
+                                      bool keyDown) override {
+        ++eventsMade;
+        if (std::find(failingEventCreations.begin(), failingEventCreations.end(), eventsMade) !=
+            failingEventCreations.end()) {
+            return std::nullopt;
+        }
+        Posted event;
+        event.keyDown = keyDown;
+        event.virtualKey = virtualKey;
+        event.flags = inheritedFlags;
+        event.source = *static_cast<int*>(source.object.get());
+        return Event{std::make_shared<Posted>(std::move(event))};
+    }
+    void setFlags(Event& event, std::uint64_t flags) override { contents(event).flags = flags; }
+    void setUnicodeString(Event& event, std::span<const char16_t> units) override {
+        contents(event).units.assign(units.begin(), units.end());
+    }
+    void postToProcess(const Event& event, std::int32_t processIdentifier) override {
+        Posted record = contents(event);
+        record.processIdentifier = processIdentifier;
+        record.at = clock_.monotonicNow();
+        posted.push_back(std::move(record));
+        if (afterPost) {
+            afterPost(posted.back());
+        }
+    }
+
+private:
+    static Posted& contents(const Event& event) {
+        return *static_cast<Posted*>(event.object.get());
+    }
+
+    const Executor& clock_;
+};
+
+} // namespace kestrelle::test
