@@ -6,6 +6,7 @@
 #include "Support/FakeBiometrics.h"
 #include "Support/FakeKeychainBackend.h"
 #include "Support/InlineQueue.h"
+#include "Support/LogCapture.h"
 #include "Support/ManualExecutor.h"
 #include "Support/TaskProbe.h"
 
@@ -357,6 +358,31 @@ TEST_F(SettingsTransactionTest, ExistenceChecksNeverPrompt) {
     EXPECT_TRUE(test::runTask(executor, service.containsSecret(entry)));
     EXPECT_FALSE(test::runTask(executor, service.containsSecret(Uuid::random())));
     EXPECT_EQ(prompts(), 0U);
+}
+
+TEST_F(SettingsTransactionTest, NoLogLineCarriesAPassword) {
+    test::LogCapture log;
+    storeItem(entry, "old-secret");
+    auto authorization = authorize(SettingsOperation::replaceSecret(entry));
+    run([&] {
+        return service.replaceSecret(secretBytes("new-secret"), entry, authorization, commit(1));
+    });
+    const auto other = Uuid::random();
+    authorization = authorize(SettingsOperation::addSecret(other));
+    keychain.scriptStatus(-25291);
+    run([&] {
+        return service.addSecret(secretBytes("added-secret"), other, authorization, commit());
+    });
+    consume(begin(invocation), entry);
+    errorOf([&] { consume(begin(Uuid::random()), Uuid::random()); });
+
+    const auto records = log.records();
+    ASSERT_GE(records.size(), 2U);
+    for (const auto& record : records) {
+        for (const char* secret : {"old-secret", "new-secret", "added-secret"}) {
+            EXPECT_EQ(record.message.find(secret), std::string::npos);
+        }
+    }
 }
 
 } // namespace
