@@ -108,8 +108,16 @@ Task<InvocationSession> SecurePasswordService::beginInvocation(Uuid invocationID
 
 InvocationSession SecurePasswordService::storeApprovedInvocation(Uuid invocationID,
                                                                  InvocationRecord record) {
-    const InvocationSession session{invocationID, record.nonce,
-                                    *record.authenticatedAt + approvalAgeLimit};
+    // A reused approval is good for the usual 30 seconds, but not past the end of the reuse
+    // window it came from: the picker then closes when the window does.
+    auto expiresAt = *record.authenticatedAt + approvalAgeLimit;
+    if (reusableCredential_) {
+        const auto windowEnd =
+            reusableCredential_->promptedAt +
+            std::chrono::duration_cast<WallTime::duration>(biometricReuseWindow_);
+        expiresAt = std::min(expiresAt, windowEnd);
+    }
+    const InvocationSession session{invocationID, record.nonce, expiresAt};
     record.expiry =
         executor_.scheduleAfter(approvalAgeLimit, [this, invocationID, nonce = record.nonce] {
             dropInvocation(invocationID, nonce);

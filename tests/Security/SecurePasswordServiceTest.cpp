@@ -99,6 +99,7 @@ TEST_F(SecurePasswordServiceTest, AnApprovalIsReusedInsideTheWindowOnly) {
     executor.advance(10s);
     const auto reused = begin(Uuid::random());
     EXPECT_EQ(prompts(), 1U);
+    EXPECT_EQ(reused.expiresAt, first.expiresAt) << "not past the reuse window";
     EXPECT_TRUE(secretIs(consume(reused, entry), "hunter2"));
 
     // Reuse never renews the window: it counts from the prompt.
@@ -114,7 +115,7 @@ TEST_F(SecurePasswordServiceTest, ALongerWindowKeepsTheCredentialAndShorteningIt
     service.setBiometricReuseWindow(300s);
     begin(invocation);
     executor.advance(60s);
-    begin(Uuid::random());
+    EXPECT_EQ(begin(Uuid::random()).expiresAt, executor.now() + 30s);
     EXPECT_EQ(prompts(), 1U);
 
     service.setBiometricReuseWindow(30s);
