@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Runtime/Signal.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace kestrelle {
+
+// Reports every application that becomes active, on the main thread. Either identifier may be
+// unknown.
+class ApplicationActivations {
+public:
+    using Handler = std::function<void(std::optional<std::int32_t> processIdentifier,
+                                       std::optional<std::string> bundleIdentifier)>;
+
+    virtual ~ApplicationActivations() = default;
+    [[nodiscard]] virtual Subscription observe(Handler handler) = 0;
+};
+
+} // namespace kestrelle

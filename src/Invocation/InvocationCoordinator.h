@@ -1,0 +1,148 @@
+#pragma once
+
+#include "Invocation/AlertPresenting.h"
+#include "Invocation/ApplicationActivations.h"
+#include "Invocation/ApplicationWorkspace.h"
+#include "Invocation/CapturedInsertionTarget.h"
+#include "Invocation/InvocationCatalogProvider.h"
+#include "Invocation/PasswordCopying.h"
+#include "Invocation/PasswordInjecting.h"
+#include "Picker/PasswordPicker.h"
+#include "Runtime/Executor.h"
+#include "Runtime/Logger.h"
+#include "Runtime/TaskHandle.h"
+#include "Security/SecurePasswordService.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <variant>
+
+namespace kestrelle {
+
+// Runs one invocation at a time, from the shortcut press to a typed or copied password: capture
+// of the focused field, approval, the picker, delivery. Main-thread object. Every asynchronous
+// continuation checks that its invocation is still the current one, so a cancellation from any
+// source wins over late results.
+class InvocationCoordinator : public std::enable_shared_from_this<InvocationCoordinator> {
+    struct ConstructionKey {
+        explicit ConstructionKey() = default;
+    };
+
+public:
+    static constexpr std::string_view alertTitle = "Password not delivered";
+    static constexpr auto targetPollInterval = std::chrono::milliseconds{25};
+    // The prompt's own windows get about a second to give the focus back; another application
+    // half a second.
+    static constexpr int authenticationInterfaceWaits = 40;
+    static constexpr int otherApplicationWaits = 20;
+
+    struct Dependencies {
+        Executor& executor;
+        std::shared_ptr<SecurePasswordService> securePasswords;
+        EntryCatalogStoring& repository;
+        std::shared_ptr<PasswordPicker> picker;
+        PasswordInjecting& injector;
+        PasswordCopying& clipboard;
+        ApplicationWorkspace& workspace;
+        ApplicationActivations& activations;
+        AlertPresenting& alerts;
+        // Captures the focused text field of the frontmost application, if there is one.
+        std::function<std::shared_ptr<CapturedInsertionTarget>()> captureTarget;
+    };
+
+    enum class Phase { idle, authenticating, choosing, inserting };
+
+    static std::shared_ptr<InvocationCoordinator> create(Dependencies dependencies);
+    InvocationCoordinator(ConstructionKey, Dependencies dependencies);
+    InvocationCoordinator(const InvocationCoordinator&) = delete;
+    InvocationCoordinator& operator=(const InvocationCoordinator&) = delete;
+    ~InvocationCoordinator();
+
+    // A shortcut press: starts an invocation, or closes the picker when it is showing.
+    void begin();
+    // Abandons whatever invocation is running.
+    void cancel();
+    // The hard reset that precedes every change to entries: no approval survives it.
+    Task<void> cancelAndWait();
+    // Opens Settings when the picker's Configure button is pressed.
+    void setOnConfigure(std::function<void()> onConfigure) {
+        onConfigure_ = std::move(onConfigure);
+    }
+
+    Phase phase() const { return static_cast<Phase>(state_.index()); }
+
+    // Whether a bundle belongs to the system's authentication interface (the biometric prompt).
+    static bool isAuthenticationUserInterface(const std::optional<std::string>& bundleIdentifier);
+
+private:
+    struct Invocation {
+        Uuid id;
+        std::shared_ptr<CapturedInsertionTarget> target;
+        std::optional<FrontmostApplication> origin;
+    };
+    struct Idle {};
+    struct Authenticating {
+        Invocation invocation;
+    };
+    struct Choosing {
+        Invocation invocation;
+        InvocationSession session;
+        InvocationCatalogProvider::Snapshot snapshot;
+    };
+    struct Inserting {
+        Invocation invocation;
+    };
+    // The order matches Phase.
+    using State = std::variant<Idle, Authenticating, Choosing, Inserting>;
+
+    static Task<void> authenticate(std::weak_ptr<InvocationCoordinator> weak,
+                                   Invocation invocation);
+    static Task<void> waitForTargetAfterAuthentication(std::weak_ptr<InvocationCoordinator> weak,
+                                                       Invocation invocation);
+    static Task<void> deliver(std::weak_ptr<InvocationCoordinator> weak, Invocation invocation,
+                              InvocationSession session,
+                              InvocationCatalogProvider::Snapshot snapshot, Uuid entryID,
+                              PasswordAction action);
+    static Task<void> expire(std::weak_ptr<InvocationCoordinator> weak, Uuid invocationID,
+                             Duration after);
+
+    void select(Uuid invocationID, Uuid entryID, PasswordAction action);
+    void cancel(Uuid invocationID);
+    void finish(Uuid invocationID);
+    void report(std::exception_ptr error, Uuid invocationID);
+    void scheduleExpiry(Uuid invocationID, Duration after);
+    void applicationActivated(std::optional<std::int32_t> processIdentifier,
+                              const std::optional<std::string>& bundleIdentifier);
+    bool isIgnoredActivation(const Invocation& invocation,
+                             std::optional<std::int32_t> processIdentifier,
+                             const std::optional<std::string>& bundleIdentifier);
+    // The invocation of any state but idle.
+    const Invocation* current() const;
+    bool isCurrent(const Uuid& invocationID) const;
+    template <class Phase>
+    bool isIn(const Uuid& invocationID) const {
+        const auto* phase = std::get_if<Phase>(&state_);
+        return phase && phase->invocation.id == invocationID;
+    }
+
+    Executor& executor_;
+    std::shared_ptr<SecurePasswordService> securePasswords_;
+    std::shared_ptr<InvocationCatalogProvider> catalog_;
+    std::shared_ptr<PasswordPicker> picker_;
+    PasswordInjecting& injector_;
+    PasswordCopying& clipboard_;
+    ApplicationWorkspace& workspace_;
+    ApplicationActivations& activations_;
+    AlertPresenting& alerts_;
+    std::function<std::shared_ptr<CapturedInsertionTarget>()> captureTarget_;
+    Logger logger_{"Invocation"};
+    State state_;
+    TaskHandle operationTask_;
+    TaskHandle expiryTask_;
+    Subscription activationObserver_;
+    std::function<void()> onConfigure_;
+};
+
+} // namespace kestrelle

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Runtime/SerialQueue.h"
+
+#include <deque>
+
+namespace kestrelle::test {
+
+// Background work waits until the test runs it, so that something can happen meanwhile.
+class ManualQueue final : public SerialQueue {
+public:
+    void async(std::function<void()> work) override { pending_.push_back(std::move(work)); }
+
+    std::size_t runAll() {
+        std::size_t count = 0;
+        while (!pending_.empty()) {
+            auto work = std::move(pending_.front());
+            pending_.pop_front();
+            work();
+            ++count;
+        }
+        return count;
+    }
+    std::size_t pendingCount() const { return pending_.size(); }
+
+private:
+    std::deque<std::function<void()>> pending_;
+};
+
+} // namespace kestrelle::test
