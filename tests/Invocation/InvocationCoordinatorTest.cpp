@@ -190,9 +190,11 @@ TEST_F(InvocationCoordinatorTest, ThePickerClosesWhenTheApprovalRunsOut) {
 
 TEST_F(InvocationCoordinatorTest, AnotherApplicationClosesThePickerButThePromptAndOwnAppsDoNot) {
     saveEntry("GitHub", "hunter2");
+    target->pid = 43; // a field owned by a helper process of the editor
     press();
     activations.activate(ownPid, "app.kestrelle.Kestrelle");
     activations.activate(editorPid, std::nullopt);
+    activations.activate(43, std::nullopt);
     activations.activate(5, "com.apple.CoreAuthUI");
     activations.activate(6, "com.apple.LocalAuthentication.UIAgent");
     activations.activate(7, "com.apple.SecurityAgent");
