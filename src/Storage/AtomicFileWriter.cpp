@@ -18,8 +18,10 @@ void AtomicFileWriter::write(const std::filesystem::path& file, std::string_view
 
 void AtomicFileWriter::replace(const std::filesystem::path& file, std::string_view bytes) {
     // Same directory, so that the rename stays on one file system and is atomic.
-    auto temporary =
-        fileSystem_->createTemporaryFile(file.parent_path(), "." + file.filename().string() + ".");
+    std::string prefix = ".";
+    prefix += file.filename().string();
+    prefix += '.';
+    auto temporary = fileSystem_->createTemporaryFile(file.parent_path(), prefix);
     std::optional<int> open = temporary.descriptor;
     try {
         fileSystem_->writeAll(*open, bytes);
