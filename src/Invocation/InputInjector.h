@@ -2,6 +2,7 @@
 
 #include "Invocation/KeyboardEventPosting.h"
 #include "Invocation/PasswordInjecting.h"
+#include "Runtime/ModifierFlags.h"
 
 #include <chrono>
 #include <cstdint>
@@ -20,9 +21,7 @@ public:
     static constexpr std::chrono::milliseconds keyPressHold{12};
     static constexpr std::chrono::milliseconds modifierPollInterval{25};
     static constexpr int modifierPollAttempts = 20;
-    static constexpr std::uint64_t modifierMask =
-        KeyboardEventPosting::shiftFlag | KeyboardEventPosting::controlFlag |
-        KeyboardEventPosting::optionFlag | KeyboardEventPosting::commandFlag;
+    static constexpr std::uint64_t modifierMask = modifier::deviceIndependentMask;
     // The typed text comes from the attached string alone.
     static constexpr std::uint16_t virtualKey = 0;
 

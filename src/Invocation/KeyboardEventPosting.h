@@ -20,11 +20,6 @@ public:
         std::shared_ptr<void> object;
     };
 
-    static constexpr std::uint64_t shiftFlag = 0x20000;
-    static constexpr std::uint64_t controlFlag = 0x40000;
-    static constexpr std::uint64_t optionFlag = 0x80000;
-    static constexpr std::uint64_t commandFlag = 0x100000;
-
     virtual ~KeyboardEventPosting() = default;
 
     // The modifier keys the user holds right now, across the whole login session.

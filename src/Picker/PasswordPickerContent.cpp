@@ -1,6 +1,6 @@
 #include "Picker/PasswordPickerContent.h"
 
-#include "Picker/ModifierFlags.h"
+#include "Runtime/ModifierFlags.h"
 
 #include <algorithm>
 
@@ -62,7 +62,7 @@ PasswordPickerContent::Layout PasswordPickerContent::layout(double width) const 
 }
 
 void PasswordPickerContent::clickRow(int index, std::uint64_t modifierFlags) const {
-    if (modifierFlags & ModifierFlags::command) {
+    if (modifierFlags & modifier::command) {
         clickCopyButton(index);
     } else if (onSelect_) {
         onSelect_(index);

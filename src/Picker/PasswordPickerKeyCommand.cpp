@@ -1,6 +1,6 @@
 #include "Picker/PasswordPickerKeyCommand.h"
 
-#include "Picker/ModifierFlags.h"
+#include "Runtime/ModifierFlags.h"
 
 namespace kestrelle {
 
@@ -8,10 +8,10 @@ std::optional<PasswordPickerKeyCommand>
 PasswordPickerKeyCommand::resolve(std::uint16_t keyCode,
                                   const std::optional<std::string>& characters,
                                   std::uint64_t modifierFlags) {
-    if (modifierFlags & (ModifierFlags::shift | ModifierFlags::control | ModifierFlags::option)) {
+    if (modifierFlags & (modifier::shift | modifier::control | modifier::option)) {
         return std::nullopt;
     }
-    const bool command = modifierFlags & ModifierFlags::command;
+    const bool command = modifierFlags & modifier::command;
     if (characters && !characters->empty()) {
         const char first = characters->front();
         if (first >= '0' && first <= '9') {

@@ -1,19 +1,12 @@
 #pragma once
 
+#include "Runtime/ModifierFlags.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
 
 namespace kestrelle {
-
-// The platform's device-independent modifier bits; other bits are carried but ignored.
-namespace modifier {
-inline constexpr std::uint64_t shift = 0x20000;
-inline constexpr std::uint64_t control = 0x40000;
-inline constexpr std::uint64_t option = 0x80000;
-inline constexpr std::uint64_t command = 0x100000;
-inline constexpr std::uint64_t deviceIndependentMask = shift | control | option | command;
-} // namespace modifier
 
 // Carbon's modifier bits, as the hot-key service expects them.
 namespace carbonModifier {

@@ -1,6 +1,6 @@
 #include "Picker/PasswordPickerContent.h"
 
-#include "Picker/ModifierFlags.h"
+#include "Runtime/ModifierFlags.h"
 
 #include <gtest/gtest.h>
 
@@ -99,7 +99,7 @@ TEST(PasswordPickerContentTest, CommandClickOnARowCopiesAndPlainClickSelects) {
     content.setOnConfigure([&] { reports.push_back("configure"); });
 
     content.clickRow(4, 0);
-    content.clickRow(4, ModifierFlags::command | ModifierFlags::shift);
+    content.clickRow(4, modifier::command | modifier::shift);
     content.clickRow(2, 0x10000); // Caps Lock alone is a plain click
     content.clickCopyButton(3);
     content.clickConfigure();

@@ -1,6 +1,6 @@
 #include "Picker/PasswordPickerKeyCommand.h"
 
-#include "Picker/ModifierFlags.h"
+#include "Runtime/ModifierFlags.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@ namespace kestrelle {
 namespace {
 
 using Command = PasswordPickerKeyCommand;
-using Flags = ModifierFlags;
+namespace Flags = modifier;
 
 constexpr std::uint16_t digitThreeKey = 20;
 constexpr std::uint16_t letterAKey = 0;

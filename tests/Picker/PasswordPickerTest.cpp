@@ -1,6 +1,6 @@
 #include "Picker/PasswordPicker.h"
 
-#include "Picker/ModifierFlags.h"
+#include "Runtime/ModifierFlags.h"
 #include "Support/FakePickerPanel.h"
 #include "Support/LogCapture.h"
 #include "Support/ManualExecutor.h"
@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Command = PasswordPickerKeyCommand;
-using Flags = ModifierFlags;
+namespace Flags = modifier;
 using Screen = PasswordPickerPanel::Screen;
 using Strings = std::vector<std::string>;
 

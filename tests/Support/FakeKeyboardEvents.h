@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Invocation/KeyboardEventPosting.h"
+#include "Runtime/ModifierFlags.h"
 #include "Runtime/Executor.h"
 #include "Storage/SecureWipe.h"
 
@@ -52,11 +53,11 @@ public:
     explicit FakeKeyboardEvents(const Executor& clock) : clock_(clock) {}
 
     // What an event carries until its flags are set: the session's state leaking in.
-    static constexpr std::uint64_t inheritedFlags = optionFlag | 0x100;
+    static constexpr std::uint64_t inheritedFlags = modifier::option | 0x100;
 
     // The flags that the next `heldChecks` reads report, before `releasedFlags` from then on.
     int heldChecks = 0;
-    std::uint64_t heldFlags = optionFlag;
+    std::uint64_t heldFlags = modifier::option;
     std::uint64_t releasedFlags = 0;
     int modifierChecks = 0;
 
