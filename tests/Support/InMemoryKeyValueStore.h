@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/KeyValueStore.h"
+#include "Preferences/KeyValueStore.h"
 
 #include <map>
 #include <string>

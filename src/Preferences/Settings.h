@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/KeyValueStore.h"
+#include "Preferences/KeyValueStore.h"
 #include "Runtime/Observable.h"
 #include "Security/BiometricReuseWindow.h"
 #include "Shortcut/Hotkey.h"

@@ -1,4 +1,4 @@
-#include "App/Settings.h"
+#include "Preferences/Settings.h"
 
 #include "Support/InMemoryKeyValueStore.h"
 
