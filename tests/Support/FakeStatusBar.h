@@ -1,0 +1,24 @@
+#pragma once
+
+#include "App/StatusBar.h"
+
+namespace kestrelle::test {
+
+class FakeStatusBar final : public StatusBar {
+public:
+    void addItem(const StatusItemAppearance& itemAppearance,
+                 const std::vector<MenuItemModel>& items,
+                 std::function<void(MenuAction)> onChoose) override {
+        ++itemCount;
+        appearance = itemAppearance;
+        menu = items;
+        choose = std::move(onChoose);
+    }
+
+    int itemCount = 0;
+    StatusItemAppearance appearance;
+    std::vector<MenuItemModel> menu;
+    std::function<void(MenuAction)> choose;
+};
+
+} // namespace kestrelle::test
