@@ -1,0 +1,20 @@
+#pragma once
+
+#include "System/AppActivationNotifier.h"
+
+namespace kestrelle::test {
+
+// Plays the user switching back to the app.
+class FakeAppActivationNotifier final : public AppActivationNotifier {
+public:
+    Subscription observe(std::function<void()> handler) override {
+        return signal_.subscribe(std::move(handler));
+    }
+
+    void activate() { signal_.emit(); }
+
+private:
+    Signal<> signal_;
+};
+
+} // namespace kestrelle::test

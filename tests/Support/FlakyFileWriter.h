@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Storage/AtomicFileWriter.h"
+#include "Storage/FileSystemError.h"
+
+#include <system_error>
+
+namespace kestrelle::test {
+
+// The real atomic writer, except that the next `failures` writes fail as on a full disk, leaving
+// the old file as it was.
+class FlakyFileWriter final : public AtomicFileWriting {
+public:
+    void write(const std::filesystem::path& file, std::string_view bytes) override {
+        ++attempts;
+        if (failures > 0) {
+            --failures;
+            throw FileSystemError("The file “" + file.string() + "” could not be saved",
+                                  std::make_error_code(std::errc::no_space_on_device));
+        }
+        real_.write(file, bytes);
+    }
+
+    int failures = 0;
+    int attempts = 0;
+
+private:
+    AtomicFileWriter real_;
+};
+
+} // namespace kestrelle::test
