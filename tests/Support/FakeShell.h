@@ -1,0 +1,99 @@
+#pragma once
+
+#include "App/MainMenuInstalling.h"
+#include "App/RunningInstances.h"
+#include "App/SessionInterruptions.h"
+#include "App/SettingsWindowController.h"
+
+#include <string>
+#include <vector>
+
+namespace kestrelle::test {
+
+// The app shell's platform: session interruptions, the Settings window, running copies and the
+// main menu.
+class FakeSessionInterruptions final : public SessionInterruptions {
+public:
+    Subscription observe(std::function<void()> handler) override {
+        return signal_.subscribe(std::move(handler));
+    }
+    void interrupt() { signal_.emit(); }
+
+private:
+    Signal<> signal_;
+};
+
+class FakeSettingsWindow final : public SettingsWindow {
+public:
+    explicit FakeSettingsWindow(std::vector<std::string>& calls) : calls_(calls) {}
+    void activateApplication() override { calls_.push_back("activate"); }
+    void show() override {
+        calls_.push_back("show");
+        visible = true;
+    }
+    void makeKeyAndOrderFront() override { calls_.push_back("make key"); }
+    bool isVisible() const override { return visible; }
+
+    bool visible = false;
+
+private:
+    std::vector<std::string>& calls_;
+};
+
+// Makes the Settings window and keeps hold of it and its events, as the platform would.
+struct FakeSettingsWindows {
+    std::unique_ptr<SettingsWindow> make(const SettingsWindowAppearance& appearance,
+                                         SettingsWindowController::WindowEvents windowEvents) {
+        ++made;
+        title = appearance.title;
+        events = std::move(windowEvents);
+        auto window = std::make_unique<FakeSettingsWindow>(calls);
+        last = window.get();
+        return window;
+    }
+    // The user closes the window.
+    void close() {
+        last->visible = false;
+        events.willClose();
+    }
+
+    int made = 0;
+    std::string title;
+    SettingsWindowController::WindowEvents events;
+    FakeSettingsWindow* last = nullptr;
+    std::vector<std::string> calls;
+};
+
+class FakeRunningInstances final : public RunningInstances {
+public:
+    std::optional<std::string> mainBundleIdentifier() override { return bundleIdentifier; }
+    std::int32_t currentProcessIdentifier() override { return ownPid; }
+    std::vector<std::int32_t> runningApplications(const std::string& identifier) override {
+        askedFor = identifier;
+        return running;
+    }
+    void activate(std::int32_t processIdentifier) override {
+        activated.push_back(processIdentifier);
+    }
+    void terminate() override { ++terminations; }
+
+    std::optional<std::string> bundleIdentifier;
+    std::int32_t ownPid = 1;
+    std::vector<std::int32_t> running{1};
+    std::string askedFor;
+    std::vector<std::int32_t> activated;
+    int terminations = 0;
+};
+
+class FakeMainMenu final : public MainMenuInstalling {
+public:
+    void install(const std::vector<MenuItemModel>& menuItems,
+                 std::function<void(MenuAction)> onChoose) override {
+        items = menuItems;
+        choose = std::move(onChoose);
+    }
+    std::vector<MenuItemModel> items;
+    std::function<void(MenuAction)> choose;
+};
+
+} // namespace kestrelle::test
