@@ -1,0 +1,223 @@
+#include "App/AppCoordinator.h"
+
+#include "Invocation/AccessibilityInsertionTarget.h"
+#include "Storage/EntryRepository.h"
+#include "Storage/UnavailableEntryRepository.h"
+
+namespace kestrelle {
+
+std::shared_ptr<AppCoordinator> AppCoordinator::create(Platform& platform) {
+    auto coordinator = std::make_shared<AppCoordinator>(ConstructionKey{}, platform);
+    std::weak_ptr<AppCoordinator> weak = coordinator;
+    // The picker's Configure button opens Settings.
+    coordinator->invocationCoordinator_->setOnConfigure([weak] {
+        if (auto self = weak.lock()) {
+            self->showSettings();
+        }
+    });
+    return coordinator;
+}
+
+std::unique_ptr<EntryCatalogStoring> AppCoordinator::makeRepository(Platform& platform) {
+    try {
+        return std::make_unique<EntryRepository>(platform.dataDirectory);
+    } catch (const KestrelleError& error) {
+        // The rest of the app runs, and shows why wherever the catalog is needed.
+        return std::make_unique<UnavailableEntryRepository>("Password metadata is unavailable. " +
+                                                            error.description());
+    }
+}
+
+AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
+    : platform_(platform), statusItemController_(platform.statusBar),
+      hotkeyManager_(platform.hotKeys, platform.executor), settings_(platform.defaults),
+      permissions_(PermissionsManager::create({platform.trustProbe, platform.trustPrompt,
+                                               platform.systemWorkspace, platform.appActivations,
+                                               platform.timers, platform.bundle})),
+      loginItem_(LoginItemService::create(platform.loginItems, platform.appActivations)),
+      repository_(makeRepository(platform)),
+      secretStore_(platform.keychain, platform.keychainQueue,
+                   platform.bundle.identifier.value_or(std::string(fixedBundleIdentifier))),
+      securePasswords_(std::make_shared<SecurePasswordService>(platform.biometrics, secretStore_,
+                                                               platform.executor)),
+      injector_(platform.keyboard), clipboard_(platform.pasteboard, platform.executor) {
+    auto& accessibility = platform.accessibility;
+    auto& workspace = platform.workspace;
+    invocationCoordinator_ = InvocationCoordinator::create(
+        {platform.executor, securePasswords_, *repository_,
+         PasswordPicker::create(platform.makePickerPanel(), platform.executor), injector_,
+         clipboard_, workspace, platform.activations, platform.alerts,
+         [&accessibility, &workspace]() -> std::shared_ptr<CapturedInsertionTarget> {
+             return AccessibilityInsertionTarget::capture(accessibility, workspace);
+         }});
+    // A change to entries never races an open picker, and voids every earlier approval.
+    std::weak_ptr<InvocationCoordinator> invocations = invocationCoordinator_;
+    passwordSettings_ = std::make_unique<PasswordSettingsService>(
+        *repository_, *securePasswords_, [invocations]() -> Task<void> {
+            if (auto coordinator = invocations.lock()) {
+                return coordinator->cancelAndWait();
+            }
+            return []() -> Task<void> { co_return; }();
+        });
+    settingsModel_ = SettingsViewModel::create({platform.executor, settings_, *permissions_,
+                                                *loginItem_, *passwordSettings_, *securePasswords_,
+                                                securePasswords_->availability()});
+}
+
+const AppInvocationRouter& AppCoordinator::invocationRouter() {
+    if (!invocationRouter_) {
+        std::weak_ptr<AppCoordinator> weak = weak_from_this();
+        invocationRouter_ =
+            AppInvocationRouter{[weak] {
+                                    auto self = weak.lock();
+                                    if (!self) {
+                                        return false;
+                                    }
+                                    self->permissions_->refresh();
+                                    return self->permissions_->accessibilityGranted();
+                                },
+                                [weak] {
+                                    if (auto self = weak.lock()) {
+                                        self->permissions_->requestAccess();
+                                    }
+                                },
+                                [weak] {
+                                    if (auto self = weak.lock()) {
+                                        self->invocationCoordinator_->begin();
+                                    }
+                                },
+                                [weak] {
+                                    if (auto self = weak.lock()) {
+                                        self->showSettings();
+                                    }
+                                }};
+    }
+    return *invocationRouter_;
+}
+
+void AppCoordinator::start() {
+    std::weak_ptr<AppCoordinator> weak = weak_from_this();
+    // The shortcut and "Show Password Picker" behave identically. Without Accessibility the
+    // user sees the system's prompt and the Settings pane that explains it, not a picker.
+    auto invoke = [weak] {
+        auto self = weak.lock();
+        if (!self) {
+            return;
+        }
+        const auto& router = self->invocationRouter();
+        if (router.refreshAccessibility()) {
+            router.beginInvocation();
+        } else {
+            router.requestAccessibility();
+            router.showSettings();
+        }
+    };
+    invoke_ = invoke;
+    statusItemController_.onInvoke = invoke;
+    hotkeyManager_.setOnFire(invoke);
+    statusItemController_.onShowSettings = [weak] {
+        if (auto self = weak.lock()) {
+            self->showSettings();
+        }
+    };
+    statusItemController_.onCheckForUpdates = platform_.checkForUpdates;
+    statusItemController_.onQuit = platform_.terminate;
+    statusItemController_.install();
+
+    permissions_->beginMonitoring();
+    loginItem_->beginMonitoring();
+
+    // Registered at once and on every change; the outcome is shown in Settings, never as an
+    // alert.
+    cancellables_.push_back(settings_.subscribeHotkey([weak](const Hotkey& hotkey) {
+        if (auto self = weak.lock()) {
+            self->settings_.setShortcutStatus(self->hotkeyManager_.registerHotkey(hotkey));
+        }
+    }));
+    cancellables_.push_back(
+        settings_.subscribeBiometricReuseWindow([weak](const BiometricReuseWindow& window) {
+            if (auto self = weak.lock()) {
+                self->securePasswords_->setBiometricReuseWindow(duration(window));
+            }
+        }));
+    interruptionObserver_ = platform_.interruptions.observe([weak] {
+        if (auto self = weak.lock()) {
+            self->handleSessionInterruption();
+        }
+    });
+}
+
+void AppCoordinator::handleSessionInterruption() {
+    // Lock, sleep and a session switch are treated alike: drop half-typed passwords, close the
+    // picker, and make the next invocation ask again.
+    settingsModel_->clearTransientForms();
+    invocationCoordinator_->cancel();
+    securePasswords_->forgetReusableCredential();
+}
+
+void AppCoordinator::showSettings() {
+    if (!settingsWindowController_) {
+        std::weak_ptr<PermissionsManager> permissions = permissions_;
+        std::weak_ptr<SettingsViewModel> model = settingsModel_;
+        settingsWindowController_ =
+            SettingsWindowController::create({platform_.makeSettingsWindow,
+                                              [permissions] {
+                                                  if (auto manager = permissions.lock()) {
+                                                      manager->startPolling();
+                                                  }
+                                              },
+                                              [permissions] {
+                                                  if (auto manager = permissions.lock()) {
+                                                      manager->stopPolling();
+                                                  }
+                                              },
+                                              [model] {
+                                                  if (auto settingsModel = model.lock()) {
+                                                      settingsModel->refresh();
+                                                  }
+                                              },
+                                              [model] {
+                                                  if (auto settingsModel = model.lock()) {
+                                                      settingsModel->clearTransientForms();
+                                                  }
+                                              }});
+        std::weak_ptr<SettingsWindowController> controller = settingsWindowController_;
+        settingsModel_->setOnEditorSaveCompleted([controller](const EntryEditorSaveResult& result) {
+            if (auto windowController = controller.lock()) {
+                windowController->editorSaveCompleted(result.isSaved());
+            }
+        });
+    }
+    settingsWindowController_->showWindow();
+}
+
+void AppCoordinator::perform(MenuAction action) {
+    switch (action) {
+    case MenuAction::showPasswordPicker:
+        if (invoke_) {
+            invoke_();
+        }
+        break;
+    case MenuAction::showSettings:
+        showSettings();
+        break;
+    case MenuAction::checkForUpdates:
+        platform_.checkForUpdates();
+        break;
+    case MenuAction::quit:
+        platform_.terminate();
+        break;
+    case MenuAction::about:
+        break;
+    }
+}
+
+void AppCoordinator::stop() {
+    settingsModel_->clearTransientForms();
+    invocationCoordinator_->cancel();
+    hotkeyManager_.unregister();
+    interruptionObserver_.reset();
+    cancellables_.clear();
+}
+
+} // namespace kestrelle

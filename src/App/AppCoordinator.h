@@ -1,0 +1,126 @@
+#pragma once
+
+#include "App/AppInvocationRouter.h"
+#include "App/SessionInterruptions.h"
+#include "App/SettingsWindowController.h"
+#include "App/StatusItemController.h"
+#include "Invocation/AccessibilityService.h"
+#include "Invocation/AlertPresenting.h"
+#include "Invocation/ApplicationActivations.h"
+#include "Invocation/ApplicationWorkspace.h"
+#include "Invocation/InputInjector.h"
+#include "Invocation/InvocationCoordinator.h"
+#include "Invocation/PasswordClipboard.h"
+#include "Preferences/KeyValueStore.h"
+#include "Preferences/Settings.h"
+#include "Runtime/SerialQueue.h"
+#include "Security/BiometricContextCreating.h"
+#include "Security/SecurePasswordService.h"
+#include "Settings/PasswordSettingsService.h"
+#include "Settings/SettingsViewModel.h"
+#include "Shortcut/HotkeyManager.h"
+#include "Storage/EntryCatalogStoring.h"
+#include "Storage/KeychainBackend.h"
+#include "Storage/SecretStore.h"
+#include "System/LoginItemService.h"
+#include "System/PermissionsManager.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace kestrelle {
+
+// Builds every long-lived service once, wires them together, reacts to the user's session being
+// interrupted, and undoes the wiring at termination. Main-thread object; every closure it hands
+// out holds it weakly.
+class AppCoordinator : public std::enable_shared_from_this<AppCoordinator> {
+    struct ConstructionKey {
+        explicit ConstructionKey() = default;
+    };
+
+public:
+    // Every platform service the app runs on. All must outlive the coordinator.
+    struct Platform {
+        Executor& executor;
+        KeyValueStore& defaults;
+        StatusBar& statusBar;
+        HotKeyService& hotKeys;
+        // Accessibility permission.
+        std::function<bool()> trustProbe;
+        std::function<void()> trustPrompt;
+        SystemWorkspace& systemWorkspace;
+        AppActivationNotifier& appActivations;
+        RepeatingTimerScheduling& timers;
+        RunningBundle bundle;
+        std::shared_ptr<LoginItemSystemService> loginItems;
+        // Entry storage.
+        std::function<std::filesystem::path()> dataDirectory;
+        KeychainBackend& keychain;
+        SerialQueue& keychainQueue;
+        BiometricContextCreating& biometrics;
+        // Invocation and delivery.
+        AccessibilityService& accessibility;
+        ApplicationWorkspace& workspace;
+        ApplicationActivations& activations;
+        std::function<std::unique_ptr<PasswordPickerPanel>()> makePickerPanel;
+        KeyboardEventPosting& keyboard;
+        PasteboardService& pasteboard;
+        AlertPresenting& alerts;
+        // The shell.
+        SessionInterruptions& interruptions;
+        std::function<std::unique_ptr<SettingsWindow>(const SettingsWindowAppearance&,
+                                                      SettingsWindowController::WindowEvents)>
+            makeSettingsWindow;
+        std::function<void()> checkForUpdates;
+        std::function<void()> terminate;
+    };
+
+    static std::shared_ptr<AppCoordinator> create(Platform& platform);
+    AppCoordinator(ConstructionKey, Platform& platform);
+    AppCoordinator(const AppCoordinator&) = delete;
+    AppCoordinator& operator=(const AppCoordinator&) = delete;
+
+    void start();
+    void stop();
+    // Creates the Settings window on first use, then shows it.
+    void showSettings();
+    // A menu choice; the about panel is the platform's own.
+    void perform(MenuAction action);
+    const AppInvocationRouter& invocationRouter();
+
+    Settings& settings() { return settings_; }
+    InvocationCoordinator& invocationCoordinator() { return *invocationCoordinator_; }
+    SecurePasswordService& securePasswords() { return *securePasswords_; }
+    SettingsViewModel& settingsModel() { return *settingsModel_; }
+    PermissionsManager& permissions() { return *permissions_; }
+
+private:
+    static std::unique_ptr<EntryCatalogStoring> makeRepository(Platform& platform);
+    void handleSessionInterruption();
+
+    Platform& platform_;
+    Logger logger_{"AppCoordinator"};
+    StatusItemController statusItemController_;
+    HotkeyManager hotkeyManager_;
+    Settings settings_;
+    std::shared_ptr<PermissionsManager> permissions_;
+    std::shared_ptr<LoginItemService> loginItem_;
+    std::unique_ptr<EntryCatalogStoring> repository_;
+    SecretStore secretStore_;
+    std::shared_ptr<SecurePasswordService> securePasswords_;
+    InputInjector injector_;
+    PasswordClipboard clipboard_;
+    std::shared_ptr<InvocationCoordinator> invocationCoordinator_;
+    std::unique_ptr<PasswordSettingsService> passwordSettings_;
+    std::shared_ptr<SettingsViewModel> settingsModel_;
+    std::shared_ptr<SettingsWindowController> settingsWindowController_;
+    std::optional<AppInvocationRouter> invocationRouter_;
+    // The one operation behind the shortcut and "Show Password Picker".
+    std::function<void()> invoke_;
+    std::vector<Subscription> cancellables_;
+    Subscription interruptionObserver_;
+};
+
+} // namespace kestrelle
