@@ -8,6 +8,7 @@
 #include "Support/InlineQueue.h"
 #include "Support/LogCapture.h"
 #include "Support/ManualExecutor.h"
+#include "Support/PasswordStack.h"
 #include "Support/TaskProbe.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -62,7 +63,7 @@ TEST(PasswordValidationTest, LabelsAreTrimmedAndPasswordsKeptAsTyped) {
     }
 }
 
-class PasswordSettingsServiceTest : public ::testing::Test {
+class PasswordSettingsServiceTest : public ::testing::Test, protected test::PasswordStack {
 protected:
     void TearDown() override {
         executor.runUntilIdle();
@@ -107,25 +108,7 @@ protected:
         promptsWhenInvocationsCancelled.push_back(factory.made.size());
         co_return;
     }
-    EntryRepository makeRepository() {
-        auto flaky = std::make_unique<test::FlakyFileWriter>();
-        writer = flaky.get();
-        return EntryRepository([this] { return directory.path(); }, std::move(flaky));
-    }
 
-    test::ManualExecutor executor;
-    test::FakeBiometricContextFactory factory;
-    test::FakeKeychainBackend keychain;
-    test::InlineQueue queue;
-    SecretStore store{keychain, queue};
-    SecurePasswordService securePasswords{factory, store, executor};
-    test::TemporaryDirectory directory;
-    test::FlakyFileWriter* writer = nullptr;
-    EntryRepository repository = makeRepository();
-    const std::string writeError =
-        "The file “" + repository.fileURL().string() +
-        "” could not be saved: " + std::make_error_code(std::errc::no_space_on_device).message() +
-        ".";
     std::vector<std::size_t> promptsWhenInvocationsCancelled;
     PasswordSettingsService service{repository, securePasswords,
                                     [this] { return cancelInvocation(); }};

@@ -12,6 +12,7 @@
 #include "Support/InlineQueue.h"
 #include "Support/ManualExecutor.h"
 #include "Support/ManualRepeatingTimers.h"
+#include "Support/PasswordStack.h"
 #include "Support/TaskProbe.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -27,7 +28,7 @@ using Tone = SettingsTone;
 constexpr auto cancelledText = "Biometric authentication was cancelled.";
 
 // The model over the real services, with fake biometrics, Keychain and platform behind them.
-class SettingsViewModelTest : public ::testing::Test {
+class SettingsViewModelTest : public ::testing::Test, protected test::PasswordStack {
 protected:
     void SetUp() override {
         test::runTask(executor, repository.save({1, {{mail, "Mail"}, {bank, "Bank"}}}));
@@ -73,26 +74,8 @@ protected:
         }
         return count;
     }
-    EntryRepository makeRepository() {
-        auto flaky = std::make_unique<test::FlakyFileWriter>();
-        writer = flaky.get();
-        return EntryRepository([this] { return directory.path(); }, std::move(flaky));
-    }
     static Task<void> noInvocation() { co_return; }
 
-    test::ManualExecutor executor;
-    test::FakeBiometricContextFactory factory;
-    test::FakeKeychainBackend keychain;
-    test::InlineQueue queue;
-    SecretStore store{keychain, queue};
-    SecurePasswordService securePasswords{factory, store, executor};
-    test::TemporaryDirectory directory;
-    test::FlakyFileWriter* writer = nullptr;
-    EntryRepository repository = makeRepository();
-    const std::string writeError =
-        "The file “" + repository.fileURL().string() +
-        "” could not be saved: " + std::make_error_code(std::errc::no_space_on_device).message() +
-        ".";
     PasswordSettingsService passwords{repository, securePasswords, &noInvocation};
 
     test::InMemoryKeyValueStore defaults;

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Security/SecurePasswordService.h"
+#include "Storage/EntryRepository.h"
+#include "Storage/SecretStore.h"
+#include "Support/FakeBiometrics.h"
+#include "Support/FakeKeychainBackend.h"
+#include "Support/FlakyFileWriter.h"
+#include "Support/InlineQueue.h"
+#include "Support/ManualExecutor.h"
+#include "Support/TemporaryDirectory.h"
+
+#include <string>
+#include <system_error>
+
+namespace kestrelle::test {
+
+// The real password stores under the Settings window: the secure password service over a fake
+// Keychain and biometrics, and the catalog repository on a temporary directory whose writes a
+// test can make fail.
+struct PasswordStack {
+    EntryRepository makeRepository() {
+        auto flaky = std::make_unique<FlakyFileWriter>();
+        writer = flaky.get();
+        return EntryRepository([this] { return directory.path(); }, std::move(flaky));
+    }
+
+    ManualExecutor executor;
+    FakeBiometricContextFactory factory;
+    FakeKeychainBackend keychain;
+    InlineQueue queue;
+    SecretStore store{keychain, queue};
+    SecurePasswordService securePasswords{factory, store, executor};
+    TemporaryDirectory directory;
+    FlakyFileWriter* writer = nullptr;
+    EntryRepository repository = makeRepository();
+    // What a failed catalog write reports.
+    const std::string writeError =
+        "The file “" + repository.fileURL().string() +
+        "” could not be saved: " + std::make_error_code(std::errc::no_space_on_device).message() +
+        ".";
+};
+
+} // namespace kestrelle::test
