@@ -258,16 +258,8 @@ Task<void> SecurePasswordService::commitOrUndo(const SettingsAuthorization& auth
 Task<void> SecurePasswordService::addSecret(SecretBytes password, Uuid entryID,
                                             SettingsAuthorization authorization,
                                             MetadataCommit commitMetadata) {
-    auto guard = co_await operationGate_.acquire();
-    auto context =
-        beginConsumingSettingsAuthorization(authorization, SettingsOperation::addSecret(entryID));
-    SettingsSpend spend(*this, authorization.nonce);
-    co_await secretStore_.createSecret(std::move(password), entryID, context);
-    requireActiveSettingsAuthorization(authorization);
-    KeychainUndo undo = [this, entryID, context] {
-        return secretStore_.deleteSecret(entryID, context);
-    };
-    co_await commitOrUndo(authorization, commitMetadata, std::move(undo));
+    co_await storeNewSecret(SettingsOperation::addSecret(entryID), std::move(password),
+                            authorization, commitMetadata);
 }
 
 Task<void> SecurePasswordService::replaceSecret(SecretBytes password, Uuid entryID,
@@ -294,11 +286,23 @@ Task<void> SecurePasswordService::replaceSecret(SecretBytes password, Uuid entry
 Task<void> SecurePasswordService::repairSecret(SecretBytes password, Uuid entryID,
                                                SettingsAuthorization authorization,
                                                MetadataCommit commitMetadata) {
+    co_await storeNewSecret(SettingsOperation::repairSecret(entryID), std::move(password),
+                            authorization, commitMetadata);
+}
+
+Task<void> SecurePasswordService::storeNewSecret(SettingsOperation operation, SecretBytes password,
+                                                 const SettingsAuthorization& authorization,
+                                                 MetadataCommit& commitMetadata) {
+    const auto entryID = *operation.entryID();
     auto guard = co_await operationGate_.acquire();
-    auto context = beginConsumingSettingsAuthorization(authorization,
-                                                       SettingsOperation::repairSecret(entryID));
+    auto context = beginConsumingSettingsAuthorization(authorization, operation);
     SettingsSpend spend(*this, authorization.nonce);
-    co_await secretStore_.saveSecret(std::move(password), entryID, context);
+    // A repair stores over whatever is left; an add must not find an item.
+    if (operation.kind() == SettingsOperation::Kind::addSecret) {
+        co_await secretStore_.createSecret(std::move(password), entryID, context);
+    } else {
+        co_await secretStore_.saveSecret(std::move(password), entryID, context);
+    }
     requireActiveSettingsAuthorization(authorization);
     KeychainUndo undo = [this, entryID, context] {
         return secretStore_.deleteSecret(entryID, context);

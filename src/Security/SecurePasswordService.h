@@ -127,6 +127,10 @@ private:
                                         const SettingsOperation& operation);
     // After every suspension: the approval must still be the active one.
     void requireActiveSettingsAuthorization(const SettingsAuthorization& authorization) const;
+    // The Keychain step of an add or a repair, then the commit; a failed commit deletes the item.
+    Task<void> storeNewSecret(SettingsOperation operation, SecretBytes password,
+                              const SettingsAuthorization& authorization,
+                              MetadataCommit& commitMetadata);
     Task<void> commitOrUndo(const SettingsAuthorization& authorization,
                             MetadataCommit& commitMetadata, KeychainUndo undo);
 
