@@ -246,8 +246,8 @@ Task<EntryEditorSaveResult> SettingsViewModel::runSave(std::weak_ptr<SettingsVie
     std::optional<std::string> failure;
     try {
         co_await std::move(operation);
-    } catch (const KestrelleError& error) {
-        failure = error.description();
+    } catch (const std::exception& error) {
+        failure = error.what();
     }
     if (failure) {
         if (auto self = weak.lock()) {
@@ -275,27 +275,33 @@ void SettingsViewModel::perform(Task<void> operation) {
     clearErrorMessage();
     spawn(executor_, runChange(weak_from_this(),
                                Activity(weak_from_this(), &SettingsViewModel::changesRunning_),
-                               std::move(operation)));
+                               std::move(operation), formsGeneration_));
 }
 
 Task<void> SettingsViewModel::runChange(std::weak_ptr<SettingsViewModel> weak,
-                                        [[maybe_unused]] Activity change, Task<void> operation) {
+                                        [[maybe_unused]] Activity change, Task<void> operation,
+                                        std::uint64_t formsGeneration) {
     std::optional<std::string> failure;
     try {
         co_await std::move(operation);
-    } catch (const KestrelleError& error) {
-        failure = error.description();
+    } catch (const std::exception& error) {
+        failure = error.what();
     }
     if (!failure) {
         co_await reload(weak);
         co_return;
     }
-    if (auto self = weak.lock()) {
-        self->errorMessage_.set(std::move(failure));
-        // So that the list shows what really happened, say a deleted password whose entry is
-        // still on disk.
-        spawn(self->executor_, reload(weak));
+    auto self = weak.lock();
+    if (!self) {
+        co_return;
     }
+    // Settings closed meanwhile: the report belongs to a window that is gone.
+    if (self->formsGeneration_ == formsGeneration) {
+        self->errorMessage_.set(std::move(failure));
+    }
+    // So that the list shows what really happened, say a deleted password whose entry is still
+    // on disk.
+    spawn(self->executor_, reload(weak));
 }
 
 void SettingsViewModel::move(const SettingsEntry& entry, std::ptrdiff_t offset) {
@@ -313,6 +319,7 @@ void SettingsViewModel::confirmDelete() {
 }
 
 void SettingsViewModel::clearTransientForms() {
+    ++formsGeneration_;
     setEditor(std::nullopt);
     cancelDelete();
     clearErrorMessage();

@@ -135,7 +135,7 @@ private:
     static Task<void> reload(std::weak_ptr<SettingsViewModel> weak);
     static Task<void> loadForRefresh(std::weak_ptr<SettingsViewModel> weak, Activity loading);
     static Task<void> runChange(std::weak_ptr<SettingsViewModel> weak, Activity change,
-                                Task<void> operation);
+                                Task<void> operation, std::uint64_t formsGeneration);
     static Task<EntryEditorSaveResult> runSave(std::weak_ptr<SettingsViewModel> weak,
                                                Activity change, EntryEditorRequest request,
                                                Task<void> operation);
@@ -166,6 +166,8 @@ private:
     EntryEditorModel::SaveCompletion onEditorSaveCompleted_;
     int loadsRunning_ = 0;
     int changesRunning_ = 0;
+    // Advanced whenever the transient forms are cleared, so that late reports are dropped.
+    std::uint64_t formsGeneration_ = 0;
     // Reloads are numbered so that one that started earlier never overwrites a later one.
     std::uint64_t reloadsStarted_ = 0;
     std::uint64_t newestReloadApplied_ = 0;

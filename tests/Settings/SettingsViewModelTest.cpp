@@ -155,6 +155,18 @@ TEST_F(SettingsViewModelTest, ConfirmingADeleteClosesTheConfirmationBeforeThePro
     EXPECT_FALSE(model->isBusy());
 }
 
+TEST_F(SettingsViewModelTest, AChangeCancelledByClosingSettingsLeavesNoErrorForTheNextOpening) {
+    factory.outcome = test::FakePromptOutcome::hold;
+    model->requestDelete(row(0));
+    model->confirmDelete();
+    executor.runUntilIdle();
+    ASSERT_TRUE(factory.last().isPromptUp());
+    model->clearTransientForms();
+    executor.runUntilIdle();
+    EXPECT_FALSE(model->errorMessage());
+    EXPECT_EQ(labels(), (Labels{"Mail", "Bank"}));
+}
+
 TEST_F(SettingsViewModelTest, ClosingSettingsEndsAReusableApprovalAndWipesTheEditor) {
     test::runTask(executor, securePasswords.beginInvocation(Uuid::random()));
     ASSERT_TRUE(securePasswords.hasReusableCredential());
