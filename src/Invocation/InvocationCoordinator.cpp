@@ -107,6 +107,7 @@ Task<void> InvocationCoordinator::authenticate(std::weak_ptr<InvocationCoordinat
         auto snapshot = co_await catalog->snapshot();
         auto self = weak.lock();
         if (!self) {
+            securePasswords->cancelInvocation(id);
             co_return;
         }
         if (!self->isIn<Authenticating>(id)) {
@@ -121,6 +122,7 @@ Task<void> InvocationCoordinator::authenticate(std::weak_ptr<InvocationCoordinat
         }
         self = weak.lock();
         if (!self) {
+            securePasswords->cancelInvocation(id);
             co_return;
         }
         const auto remaining = session.expiresAt - self->executor_.now();

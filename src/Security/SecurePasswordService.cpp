@@ -23,17 +23,28 @@ std::string describe(const std::exception_ptr& error) {
 } // namespace
 
 // Holds a settings approval while it is spent; whichever way the operation ends, the record is
-// dropped and its context invalidated.
+// dropped and its context invalidated. Until then the context stays valid even if the approval is
+// cancelled meanwhile, so that a Keychain step already made can still be undone.
 class SecurePasswordService::SettingsSpend {
 public:
-    SettingsSpend(SecurePasswordService& service, Uuid nonce) : service_(service), nonce_(nonce) {}
+    SettingsSpend(SecurePasswordService& service, Uuid nonce,
+                  std::shared_ptr<BiometricContext> context)
+        : service_(service), nonce_(nonce), context_(std::move(context)) {}
     SettingsSpend(const SettingsSpend&) = delete;
     SettingsSpend& operator=(const SettingsSpend&) = delete;
-    ~SettingsSpend() { service_.dropSettingsAuthorization(nonce_); }
+    ~SettingsSpend() {
+        service_.dropSettingsAuthorization(nonce_);
+        context_->invalidate();
+    }
+
+    std::shared_ptr<AuthenticationContext> authenticationContext() const {
+        return context_->authenticationContext();
+    }
 
 private:
     SecurePasswordService& service_;
     Uuid nonce_;
+    std::shared_ptr<BiometricContext> context_;
 };
 
 SecurePasswordService::SecurePasswordService(BiometricContextCreating& contextFactory,
@@ -64,7 +75,10 @@ bool SecurePasswordService::isYoung(WallTime authenticatedAt) const {
 // Invocations
 
 Task<InvocationSession> SecurePasswordService::beginInvocation(Uuid invocationID) {
+    // Read before waiting for the gate: a cancellation while waiting counts too.
+    const auto generation = cancellationGeneration_;
     auto guard = co_await operationGate_.acquire();
+    co_await throwIfCancelledSince(generation);
     dropAllRecords();
     pruneReusableCredential();
 
@@ -78,7 +92,6 @@ Task<InvocationSession> SecurePasswordService::beginInvocation(Uuid invocationID
     const auto nonce = Uuid::random();
     invocations_.insert_or_assign(invocationID,
                                   InvocationRecord{nonce, executor_.now(), context, {}, false, {}});
-    const auto generation = cancellationGeneration_;
     try {
         co_await context->evaluate(std::string(invocationApprovalReason));
     } catch (...) {
@@ -173,12 +186,13 @@ void SecurePasswordService::cancelInvocation(Uuid invocationID) {
 // Settings
 
 Task<SettingsAuthorization> SecurePasswordService::authorizeSettings(SettingsOperation operation) {
+    const auto generation = cancellationGeneration_;
     auto guard = co_await operationGate_.acquire();
+    co_await throwIfCancelledSince(generation);
     dropAllRecords();
     dropReusableCredential();
 
     auto context = makeApprovalContext(contextFactory_);
-    const auto generation = cancellationGeneration_;
     settingsPromptContext_ = context;
     try {
         co_await context->evaluate(std::string(settingsApprovalReason));
@@ -201,7 +215,7 @@ Task<SettingsAuthorization> SecurePasswordService::authorizeSettings(SettingsOpe
     co_return SettingsAuthorization{nonce};
 }
 
-std::shared_ptr<AuthenticationContext> SecurePasswordService::beginConsumingSettingsAuthorization(
+std::shared_ptr<BiometricContext> SecurePasswordService::beginConsumingSettingsAuthorization(
     const SettingsAuthorization& authorization, const SettingsOperation& operation) {
     const auto found = settingsAuthorizations_.find(authorization.nonce);
     if (found == settingsAuthorizations_.end() || found->second.isConsuming ||
@@ -218,7 +232,7 @@ std::shared_ptr<AuthenticationContext> SecurePasswordService::beginConsumingSett
         throw BiometricAuthenticationError::expired();
     }
     found->second.isConsuming = true;
-    return found->second.context->authenticationContext();
+    return found->second.context;
 }
 
 void SecurePasswordService::requireActiveSettingsAuthorization(
@@ -231,28 +245,29 @@ void SecurePasswordService::requireActiveSettingsAuthorization(
 
 Task<void> SecurePasswordService::commitOrUndo(const SettingsAuthorization& authorization,
                                                MetadataCommit& commitMetadata, KeychainUndo undo) {
-    std::exception_ptr commitError;
+    std::exception_ptr failure;
     try {
+        // Cancelled while the Keychain step ran: the step is undone instead of committed.
+        requireActiveSettingsAuthorization(authorization);
         co_await commitMetadata();
     } catch (...) {
-        commitError = std::current_exception();
+        failure = std::current_exception();
     }
-    if (!commitError) {
+    if (!failure) {
         // Both stores hold the change now; a cancellation arriving this late changes nothing.
         co_return;
     }
     std::exception_ptr undoError;
     try {
-        requireActiveSettingsAuthorization(authorization);
         co_await undo();
     } catch (...) {
         undoError = std::current_exception();
     }
     if (undoError) {
-        throw SettingsTransactionError::metadataAndRollbackFailed(describe(commitError),
+        throw SettingsTransactionError::metadataAndRollbackFailed(describe(failure),
                                                                   describe(undoError));
     }
-    std::rethrow_exception(commitError);
+    std::rethrow_exception(failure);
 }
 
 Task<void> SecurePasswordService::addSecret(SecretBytes password, Uuid entryID,
@@ -266,14 +281,14 @@ Task<void> SecurePasswordService::replaceSecret(SecretBytes password, Uuid entry
                                                 SettingsAuthorization authorization,
                                                 MetadataCommit commitMetadata) {
     auto guard = co_await operationGate_.acquire();
-    auto context = beginConsumingSettingsAuthorization(authorization,
-                                                       SettingsOperation::replaceSecret(entryID));
-    SettingsSpend spend(*this, authorization.nonce);
+    const SettingsSpend spend(*this, authorization.nonce,
+                              beginConsumingSettingsAuthorization(
+                                  authorization, SettingsOperation::replaceSecret(entryID)));
+    const auto context = spend.authenticationContext();
     auto previousBytes = co_await secretStore_.readSecret(entryID, context);
     const TransientSecret previous(std::move(previousBytes));
     requireActiveSettingsAuthorization(authorization);
     co_await secretStore_.saveSecret(std::move(password), entryID, context);
-    requireActiveSettingsAuthorization(authorization);
     KeychainUndo undo = [this, entryID, context, &previous] {
         auto restored = previous.withUnsafeBytes([](std::span<const std::uint8_t> bytes) {
             return SecretBytes(bytes.begin(), bytes.end());
@@ -295,15 +310,15 @@ Task<void> SecurePasswordService::storeNewSecret(SettingsOperation operation, Se
                                                  MetadataCommit& commitMetadata) {
     const auto entryID = *operation.entryID();
     auto guard = co_await operationGate_.acquire();
-    auto context = beginConsumingSettingsAuthorization(authorization, operation);
-    SettingsSpend spend(*this, authorization.nonce);
+    const SettingsSpend spend(*this, authorization.nonce,
+                              beginConsumingSettingsAuthorization(authorization, operation));
+    const auto context = spend.authenticationContext();
     // A repair stores over whatever is left; an add must not find an item.
     if (operation.kind() == SettingsOperation::Kind::addSecret) {
         co_await secretStore_.createSecret(std::move(password), entryID, context);
     } else {
         co_await secretStore_.saveSecret(std::move(password), entryID, context);
     }
-    requireActiveSettingsAuthorization(authorization);
     KeychainUndo undo = [this, entryID, context] {
         return secretStore_.deleteSecret(entryID, context);
     };
@@ -312,18 +327,20 @@ Task<void> SecurePasswordService::storeNewSecret(SettingsOperation operation, Se
 
 Task<void> SecurePasswordService::deleteSecret(Uuid entryID, SettingsAuthorization authorization) {
     auto guard = co_await operationGate_.acquire();
-    auto context = beginConsumingSettingsAuthorization(authorization,
-                                                       SettingsOperation::deleteSecret(entryID));
-    SettingsSpend spend(*this, authorization.nonce);
-    co_await secretStore_.deleteSecret(entryID, context);
-    requireActiveSettingsAuthorization(authorization);
+    const SettingsSpend spend(*this, authorization.nonce,
+                              beginConsumingSettingsAuthorization(
+                                  authorization, SettingsOperation::deleteSecret(entryID)));
+    // Once the item is gone there is nothing to go back to: the caller records the deletion
+    // even if the approval was cancelled meanwhile.
+    co_await secretStore_.deleteSecret(entryID, spend.authenticationContext());
 }
 
 Task<void>
 SecurePasswordService::consumeCatalogMutationAuthorization(SettingsAuthorization authorization) {
     auto guard = co_await operationGate_.acquire();
-    beginConsumingSettingsAuthorization(authorization, SettingsOperation::catalogMutation());
-    dropSettingsAuthorization(authorization.nonce);
+    const SettingsSpend spend(
+        *this, authorization.nonce,
+        beginConsumingSettingsAuthorization(authorization, SettingsOperation::catalogMutation()));
 }
 
 void SecurePasswordService::cancelSettingsAuthorization(SettingsAuthorization authorization) {
@@ -332,6 +349,13 @@ void SecurePasswordService::cancelSettingsAuthorization(SettingsAuthorization au
 
 Task<bool> SecurePasswordService::containsSecret(Uuid entryID) {
     co_return co_await secretStore_.containsSecret(entryID);
+}
+
+Task<void> SecurePasswordService::throwIfCancelledSince(std::uint64_t generation) {
+    const bool cancelled = co_await isCancelled();
+    if (cancelled || generation != cancellationGeneration_) {
+        throw BiometricAuthenticationError::cancelled();
+    }
 }
 
 // Records and the reusable credential
@@ -366,7 +390,10 @@ void SecurePasswordService::dropSettingsAuthorization(const Uuid& nonce) {
     if (record.expiry) {
         executor_.cancelTimer(*record.expiry);
     }
-    record.context->invalidate();
+    // A spend in progress invalidates the context itself when it ends.
+    if (!record.isConsuming) {
+        record.context->invalidate();
+    }
 }
 
 void SecurePasswordService::dropAllRecords() {

@@ -120,9 +120,11 @@ private:
     void pruneReusableCredential();
     void scheduleReuseExpiry();
     bool isYoung(WallTime authenticatedAt) const;
+    // A prompt must not be shown for an operation cancelled before it got the gate.
+    Task<void> throwIfCancelledSince(std::uint64_t generation);
 
     // Validates the approval for `operation` and marks it consuming.
-    std::shared_ptr<AuthenticationContext>
+    std::shared_ptr<BiometricContext>
     beginConsumingSettingsAuthorization(const SettingsAuthorization& authorization,
                                         const SettingsOperation& operation);
     // After every suspension: the approval must still be the active one.

@@ -12,8 +12,8 @@ public:
     static SettingsTransactionError metadataAndRollbackFailed(const std::string& metadata,
                                                               const std::string& rollback) {
         return SettingsTransactionError(
-            "The password change could not be recorded, and cleanup also failed. Metadata:" +
-            metadata + rollback);
+            "The password change could not be recorded, and cleanup also failed. Metadata: " +
+            metadata + " " + rollback);
     }
 
 private:

@@ -143,7 +143,8 @@ TEST(CancellationTest, CancelBeforeStartIsSeenAtTheFirstCancellationPoint) {
     ManualExecutor executor;
     std::vector<std::string> events;
     TaskProbe<void> probe(executor, [](std::vector<std::string>* events) -> Task<void> {
-        events->push_back(co_await isCancelled() ? "cancelled" : "running");
+        const bool cancelled = co_await isCancelled();
+        events->push_back(cancelled ? "cancelled" : "running");
         co_await checkCancellation();
         events->push_back("after check");
     }(&events));

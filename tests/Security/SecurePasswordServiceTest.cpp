@@ -8,6 +8,7 @@
 #include "Support/InlineQueue.h"
 #include "Support/LogCapture.h"
 #include "Support/ManualExecutor.h"
+#include "Support/ManualQueue.h"
 #include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
@@ -222,6 +223,26 @@ TEST_F(PromptUpTest, ANewerInvocationWaitsForTheGateAndTheOldOneEndsCancelled) {
     EXPECT_EQ(newerProbe.value().invocationID, newer);
 }
 
+TEST_F(PromptUpTest, AnInvocationCancelledWhileWaitingForTheGateShowsNoPrompt) {
+    TaskProbe<SettingsAuthorization> settings(
+        executor, service.authorizeSettings(SettingsOperation::catalogMutation()));
+    TaskProbe<InvocationSession> waiting(executor, service.beginInvocation(invocation));
+    executor.runUntilIdle();
+    ASSERT_EQ(prompts(), 1U);
+    service.cancelAll(); // dismisses the settings prompt; the invocation never prompts
+    executor.runUntilIdle();
+    EXPECT_TRUE(settings.threw<BiometricAuthenticationError>());
+    EXPECT_TRUE(waiting.threw<BiometricAuthenticationError>());
+    EXPECT_EQ(prompts(), 1U);
+
+    TaskProbe<InvocationSession> cancelledFirst(executor, service.beginInvocation(invocation));
+    cancelledFirst.cancel();
+    executor.runUntilIdle();
+    EXPECT_TRUE(cancelledFirst.threw<BiometricAuthenticationError>());
+    EXPECT_EQ(prompts(), 1U);
+    EXPECT_EQ(service.liveRecordCount(), 0U);
+}
+
 TEST_F(PromptUpTest, CancelAllDismissesASettingsPrompt) {
     TaskProbe<SettingsAuthorization> probe(
         executor, service.authorizeSettings(SettingsOperation::catalogMutation()));
@@ -304,7 +325,7 @@ TEST_F(SettingsTransactionTest, ACommitAndRollbackThatBothFailReportBoth) {
     EXPECT_EQ(
         run([&] { return service.addSecret(secretBytes("new"), entry, authorization, commit(1)); }),
         "The password change could not be recorded, and cleanup also failed. "
-        "Metadata:The catalog could not be written.The Keychain operation failed (status "
+        "Metadata: The catalog could not be written. The Keychain operation failed (status "
         "-25291): No keychain is available.");
 }
 
@@ -359,6 +380,29 @@ TEST_F(SettingsTransactionTest, ExistenceChecksNeverPrompt) {
     EXPECT_TRUE(test::runTask(executor, service.containsSecret(entry)));
     EXPECT_FALSE(test::runTask(executor, service.containsSecret(Uuid::random())));
     EXPECT_EQ(prompts(), 0U);
+}
+
+TEST_F(SettingsTransactionTest, AKeychainStepFinishingAfterACancellationIsUndone) {
+    test::ManualQueue slowQueue;
+    SecretStore slowStore{keychain, slowQueue};
+    SecurePasswordService slowService{factory, slowStore, executor};
+    storeItem(entry, "old");
+    const auto authorization = test::runTask(
+        executor, slowService.authorizeSettings(SettingsOperation::replaceSecret(entry)));
+    TaskProbe<void> replace(
+        executor, slowService.replaceSecret(secretBytes("new"), entry, authorization, commit()));
+    executor.runUntilIdle();
+    slowQueue.runAll(); // the old value is read
+    executor.runUntilIdle();
+    ASSERT_EQ(slowQueue.pendingCount(), 1U) << "the new value is being written";
+    slowService.cancelAll();
+    while (slowQueue.runAll() > 0) {
+        executor.runUntilIdle();
+    }
+    EXPECT_EQ(errorOf([&] { std::rethrow_exception(replace.error()); }), invalidSessionText);
+    EXPECT_TRUE(itemHolds(entry, "old"));
+    EXPECT_EQ(commits, 0);
+    EXPECT_FALSE(slowService.isGateHeld());
 }
 
 TEST_F(SettingsTransactionTest, NoLogLineCarriesAPassword) {

@@ -182,9 +182,9 @@ TEST_F(PasswordSettingsServiceTest, ARollbackThatFailsTooReportsBothErrors) {
     keychain.scriptStatus(-25291); // its undo
     writer->failures = 3;
     EXPECT_EQ(failure(service.add("Mail", "pw")),
-              "The password change could not be recorded, and cleanup also failed. Metadata:" +
+              "The password change could not be recorded, and cleanup also failed. Metadata: " +
                   writeError +
-                  "The Keychain operation failed (status -25291): No keychain is available.");
+                  " The Keychain operation failed (status -25291): No keychain is available.");
 }
 
 TEST_F(PasswordSettingsServiceTest, ASecondChangeIsRefusedWhileTheFirstWaitsForTouchID) {
