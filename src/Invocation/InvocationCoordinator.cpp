@@ -65,6 +65,14 @@ InvocationCoordinator::~InvocationCoordinator() {
     expiryTask_.cancel();
 }
 
+std::optional<InvocationCoordinator::Services>
+InvocationCoordinator::servicesOf(const std::weak_ptr<InvocationCoordinator>& weak) {
+    if (auto self = weak.lock()) {
+        return Services{self->securePasswords_, self->catalog_};
+    }
+    return std::nullopt;
+}
+
 // Pressing the shortcut
 
 void InvocationCoordinator::begin() {
@@ -89,14 +97,11 @@ void InvocationCoordinator::begin() {
 Task<void> InvocationCoordinator::authenticate(std::weak_ptr<InvocationCoordinator> weak,
                                                Invocation invocation) {
     const auto id = invocation.id;
-    std::shared_ptr<SecurePasswordService> securePasswords;
-    std::shared_ptr<InvocationCatalogProvider> catalog;
-    if (auto self = weak.lock()) {
-        securePasswords = self->securePasswords_;
-        catalog = self->catalog_;
-    } else {
+    const auto services = servicesOf(weak);
+    if (!services) {
         co_return;
     }
+    const auto& [securePasswords, catalog] = *services;
 
     std::exception_ptr failure;
     try {
@@ -227,14 +232,11 @@ Task<void> InvocationCoordinator::deliver(std::weak_ptr<InvocationCoordinator> w
                                           Uuid entryID, PasswordAction action) {
     const auto id = invocation.id;
     const bool typing = action == PasswordAction::type && invocation.target != nullptr;
-    std::shared_ptr<SecurePasswordService> securePasswords;
-    std::shared_ptr<InvocationCatalogProvider> catalog;
-    if (auto self = weak.lock()) {
-        securePasswords = self->securePasswords_;
-        catalog = self->catalog_;
-    } else {
+    const auto services = servicesOf(weak);
+    if (!services) {
         co_return;
     }
+    const auto& [securePasswords, catalog] = *services;
     const auto requireTarget = [&] {
         if (auto error = invocation.target->validationError()) {
             throw *error;

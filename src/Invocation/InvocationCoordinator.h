@@ -97,6 +97,13 @@ private:
     // The order matches Phase.
     using State = std::variant<Idle, Authenticating, Choosing, Inserting>;
 
+    // What an operation keeps across its suspensions instead of the coordinator itself.
+    struct Services {
+        std::shared_ptr<SecurePasswordService> securePasswords;
+        std::shared_ptr<InvocationCatalogProvider> catalog;
+    };
+    static std::optional<Services> servicesOf(const std::weak_ptr<InvocationCoordinator>& weak);
+
     static Task<void> authenticate(std::weak_ptr<InvocationCoordinator> weak,
                                    Invocation invocation);
     static Task<void> waitForTargetAfterAuthentication(std::weak_ptr<InvocationCoordinator> weak,
