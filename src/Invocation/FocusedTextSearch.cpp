@@ -37,7 +37,8 @@ FocusedTextSearch::focusedTextTarget(const AccessibilityElement& application) {
     int remainingNodes = searchBudget;
     auto found = search(*focused, remainingNodes);
     if (!found) {
-        logger.info("Unsupported focused target tree: {}", targetTreeDescription(*focused));
+        logger.info("Unsupported focused target tree: {}",
+                    PublicText(targetTreeDescription(*focused)));
     }
     return found;
 }

@@ -1,11 +1,11 @@
 #include "Invocation/InvocationCoordinator.h"
 
 #include "Runtime/Cancellation.h"
+#include "Runtime/Check.h"
 #include "Security/BiometricAuthenticationError.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 
 namespace kestrelle {
 
@@ -193,10 +193,8 @@ InvocationCoordinator::waitForTargetAfterAuthentication(std::weak_ptr<Invocation
 }
 
 void InvocationCoordinator::scheduleExpiry(Uuid invocationID, Duration after) {
-    if (after <= Duration::zero()) {
-        // The caller checked the approval is still young: anything else is a broken clock sum.
-        std::abort();
-    }
+    // The caller checked the approval is still young: anything else is a broken clock sum.
+    KESTRELLE_CHECK(after > Duration::zero(), "Invocation expiry in the past");
     expiryTask_.cancel();
     expiryTask_ = spawn(executor_, expire(weak_from_this(), invocationID, after));
 }
@@ -358,7 +356,7 @@ void InvocationCoordinator::report(std::exception_ptr error, Uuid invocationID) 
         }
         message = failure.description();
     } catch (const InputInjectionError& failure) {
-        logger_.notice("Invocation rejected: {}", failure.name());
+        logger_.notice("Invocation rejected: {}", PublicText(failure.name()));
         message = failure.description();
     } catch (const KestrelleError& failure) {
         message = failure.description();
@@ -417,7 +415,7 @@ void InvocationCoordinator::applicationActivated(
                                     "authenticating; origin pid {}"
                                   : "Invocation {} cancelled: {} (pid {}) activated while "
                                     "choosing; origin pid {}",
-                   invocation->id, bundleIdentifier.value_or("unknown"),
+                   invocation->id, PublicText(bundleIdentifier.value_or("unknown")),
                    processIdentifier.value_or(-1),
                    invocation->origin ? invocation->origin->processIdentifier : -1);
     cancel();

@@ -1,9 +1,8 @@
 #include "Preferences/Settings.h"
 
-#include "Runtime/Logger.h"
+#include "Runtime/Check.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 
 namespace kestrelle {
@@ -56,11 +55,10 @@ Hotkey loadHotkey(const KeyValueStore& defaults) {
     if (!modifiers || modifiers->negative) {
         return Hotkey::defaultShortcut();
     }
-    if (keyCode->negative || keyCode->magnitude > std::numeric_limits<std::uint32_t>::max()) {
-        // No key has such a code: whatever wrote it is broken, and guessing would hide that.
-        Logger("Settings").error("Stored shortcut key code is out of range");
-        std::abort();
-    }
+    // No key has such a code: whatever wrote it is broken, and guessing would hide that.
+    KESTRELLE_CHECK(!keyCode->negative &&
+                        keyCode->magnitude <= std::numeric_limits<std::uint32_t>::max(),
+                    "Stored shortcut key code is out of range");
     return Hotkey{static_cast<std::uint32_t>(keyCode->magnitude),
                   modifiers->magnitude & modifier::deviceIndependentMask};
 }

@@ -33,11 +33,23 @@ public:
     void write(const LogRecord& record) override;
 };
 
-// What a log line may contain. Every argument is written as a public value, so only
-// identifiers, numbers and fixed texts qualify; nothing that holds a secret converts to these.
+// Text that is known not to hold a secret: an identifier, a name, a status the program or the
+// system made. Written out as it is, so wrapping text is a claim that it is public.
+class PublicText {
+public:
+    explicit PublicText(std::string_view text) : text_(text) {}
+    std::string_view view() const { return text_; }
+
+private:
+    std::string text_;
+};
+
+// What a log line may contain: numbers, identifiers, string literals and public text. Any other
+// string is refused at compile time, so text decoded from a secret cannot reach a log by accident.
 template <class T>
 concept LogArgument = std::is_arithmetic_v<T> || std::same_as<T, Uuid> ||
-    std::convertible_to<const T&, std::string_view>;
+    std::same_as<T, PublicText> ||
+    (std::is_array_v<T>&& std::same_as<std::remove_cv_t<std::remove_extent_t<T>>, char>);
 
 class Logger {
 public:
@@ -74,8 +86,10 @@ private:
             return std::to_string(value);
         } else if constexpr (std::same_as<T, Uuid>) {
             return value.toString();
+        } else if constexpr (std::same_as<T, PublicText>) {
+            return std::string(value.view());
         } else {
-            return std::string(std::string_view(value));
+            return std::string(value);
         }
     }
 

@@ -1,6 +1,7 @@
 #include "Runtime/Uuid.h"
 
-#include <cstdlib>
+#include "Runtime/Check.h"
+
 #include <unistd.h>
 #if defined(__APPLE__)
 #include <sys/random.h>
@@ -33,10 +34,8 @@ std::optional<std::uint8_t> hexValue(char c) {
 
 Uuid Uuid::random() {
     Bytes bytes{};
-    if (getentropy(bytes.data(), bytes.size()) != 0) {
-        // Without randomness no identifier is safe to hand out.
-        std::abort();
-    }
+    // Without randomness no identifier is safe to hand out.
+    KESTRELLE_CHECK(getentropy(bytes.data(), bytes.size()) == 0, "No randomness for an identifier");
     bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
     return Uuid{bytes};

@@ -1,5 +1,6 @@
 #include "Settings/PasswordSettingsService.h"
 
+#include "Runtime/Utf8.h"
 #include "Settings/PasswordSettingsError.h"
 #include "Settings/PasswordValidationError.h"
 #include "Storage/SecretStoreError.h"
@@ -14,39 +15,6 @@ namespace {
 
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-// Calls `visit(scalar, offset, length)` for each scalar of strict UTF-8 text. False when the bytes
-// are not strict UTF-8: overlong forms, surrogates, values past U+10FFFF, cut sequences.
-template <class Visit>
-bool forEachScalar(std::span<const std::uint8_t> bytes, Visit&& visit) {
-    constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    for (std::size_t offset = 0; offset < bytes.size();) {
-        const std::uint8_t lead = bytes[offset];
-        const std::size_t length = lead < 0x80             ? 1
-                                   : (lead & 0xE0) == 0xC0 ? 2
-                                   : (lead & 0xF0) == 0xE0 ? 3
-                                   : (lead & 0xF8) == 0xF0 ? 4
-                                                           : 0;
-        if (length == 0 || bytes.size() - offset < length) {
-            return false;
-        }
-        char32_t scalar = length == 1 ? lead : lead & (0x7Fu >> length);
-        for (std::size_t next = 1; next < length; ++next) {
-            const std::uint8_t byte = bytes[offset + next];
-            if ((byte & 0xC0) != 0x80) {
-                return false;
-            }
-            scalar = (scalar << 6) | (byte & 0x3Fu);
-        }
-        if (scalar < smallest[length] || scalar > 0x10FFFF ||
-            (scalar >= 0xD800 && scalar <= 0xDFFF)) {
-            return false;
-        }
-        visit(scalar, offset, length);
-        offset += length;
-    }
-    return true;
 }
 
 // Unicode's white space and line breaks: categories Zs, Zl and Zp, tab to carriage return, U+0085.
@@ -78,9 +46,10 @@ void requireValidPassword(std::span<const std::uint8_t> password) {
         throw PasswordValidationError::emptyPassword();
     }
     bool clean = true;
-    const bool decoded = forEachScalar(password, [&](char32_t scalar, std::size_t, std::size_t) {
-        clean = clean && !isControlOrNewline(scalar);
-    });
+    const bool decoded =
+        forEachUtf8Scalar(password, [&](char32_t scalar, std::size_t, std::size_t) {
+            clean = clean && !isControlOrNewline(scalar);
+        });
     // Bytes that are not text could not be typed either.
     if (!decoded || !clean) {
         throw PasswordValidationError::controlCharacter();
@@ -132,8 +101,8 @@ PasswordSettingsService::PasswordSettingsService(EntryCatalogStoring& repository
 std::string PasswordSettingsService::validatedLabel(std::string_view label) {
     std::optional<std::size_t> start;
     std::size_t end = 0;
-    const bool decoded =
-        forEachScalar(bytesOf(label), [&](char32_t scalar, std::size_t offset, std::size_t length) {
+    const bool decoded = forEachUtf8Scalar(
+        bytesOf(label), [&](char32_t scalar, std::size_t offset, std::size_t length) {
             if (!isBlank(scalar)) {
                 start = start.value_or(offset);
                 end = offset + length;

@@ -49,7 +49,8 @@ KeychainQuery SecretStore::baseQuery(const Uuid& entryID) const {
 
 SecretStoreError SecretStore::failure(std::string_view action, const Uuid& entryID,
                                       KeychainStatus status) {
-    logger_.error("Protected Keychain {} failed for entry {}, status {}", action, entryID, status);
+    logger_.error("Protected Keychain {} failed for entry {}, status {}", PublicText(action),
+                  entryID, status);
     return SecretStoreError::fromStatus(status, backend_.statusMessage(status));
 }
 

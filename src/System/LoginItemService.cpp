@@ -98,8 +98,9 @@ Task<void> LoginItemService::request(std::weak_ptr<LoginItemService> weak, bool 
         co_return;
     }
     if (errorDescription) {
-        self->logger_.error("Login item {} failed: {}", enabled ? "registration" : "removal",
-                            *errorDescription);
+        self->logger_.error("Login item {} failed: {}",
+                            PublicText(enabled ? "registration" : "removal"),
+                            PublicText(*errorDescription));
         self->failure_.set(LoginItemFailure{failureMessage(*errorDescription, enabled), enabled});
     }
     self->refresh();

@@ -21,8 +21,9 @@ void PermissionsManager::refresh() {
     const bool granted = trustProbe_();
     // Approval belongs to one copy of the app, so the log names the copy that asked.
     if (!hasLoggedTrustState_ || granted != accessibilityGranted_.get()) {
-        logger_.info("Accessibility trust is {} for {} ({})", granted ? "granted" : "denied",
-                     bundle_.path, bundle_.identifier.value_or("no bundle identifier"));
+        logger_.info("Accessibility trust is {} for {} ({})",
+                     PublicText(granted ? "granted" : "denied"), PublicText(bundle_.path),
+                     PublicText(bundle_.identifier.value_or("no bundle identifier")));
         hasLoggedTrustState_ = true;
     }
     accessibilityGranted_.set(granted);
