@@ -62,57 +62,16 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
     settingsModel_ = SettingsViewModel::create({platform.executor, settings_, *permissions_,
                                                 *loginItem_, *passwordSettings_, *securePasswords_,
                                                 securePasswords_->availability()});
-}
-
-const AppInvocationRouter& AppCoordinator::invocationRouter() {
-    if (!invocationRouter_) {
-        std::weak_ptr<AppCoordinator> weak = weak_from_this();
-        invocationRouter_ =
-            AppInvocationRouter{[weak] {
-                                    auto self = weak.lock();
-                                    if (!self) {
-                                        return false;
-                                    }
-                                    self->permissions_->refresh();
-                                    return self->permissions_->accessibilityGranted();
-                                },
-                                [weak] {
-                                    if (auto self = weak.lock()) {
-                                        self->permissions_->requestAccess();
-                                    }
-                                },
-                                [weak] {
-                                    if (auto self = weak.lock()) {
-                                        self->invocationCoordinator_->begin();
-                                    }
-                                },
-                                [weak] {
-                                    if (auto self = weak.lock()) {
-                                        self->showSettings();
-                                    }
-                                }};
-    }
-    return *invocationRouter_;
+    recorderModel_ = std::make_shared<HotkeyRecorderModel>(settings_);
 }
 
 void AppCoordinator::start() {
     std::weak_ptr<AppCoordinator> weak = weak_from_this();
-    // The shortcut and "Show Password Picker" behave identically. Without Accessibility the
-    // user sees the system's prompt and the Settings pane that explains it, not a picker.
     auto invoke = [weak] {
-        auto self = weak.lock();
-        if (!self) {
-            return;
-        }
-        const auto& router = self->invocationRouter();
-        if (router.refreshAccessibility()) {
-            router.beginInvocation();
-        } else {
-            router.requestAccessibility();
-            router.showSettings();
+        if (auto self = weak.lock()) {
+            self->invoke();
         }
     };
-    invoke_ = invoke;
     statusItemController_.onInvoke = invoke;
     hotkeyManager_.setOnFire(invoke);
     statusItemController_.onShowSettings = [weak] {
@@ -120,8 +79,11 @@ void AppCoordinator::start() {
             self->showSettings();
         }
     };
-    statusItemController_.onCheckForUpdates = platform_.checkForUpdates;
+    statusItemController_.onCheckForUpdates = [&updater = platform_.updater] {
+        updater.checkForUpdates();
+    };
     statusItemController_.onQuit = platform_.terminate;
+    platform_.updater.start();
     statusItemController_.install();
 
     permissions_->beginMonitoring();
@@ -147,6 +109,16 @@ void AppCoordinator::start() {
     });
 }
 
+void AppCoordinator::invoke() {
+    permissions_->refresh();
+    if (permissions_->accessibilityGranted()) {
+        invocationCoordinator_->begin();
+    } else {
+        permissions_->requestAccess();
+        showSettings();
+    }
+}
+
 void AppCoordinator::handleSessionInterruption() {
     // Lock, sleep and a session switch are treated alike: drop half-typed passwords, close the
     // picker, and make the next invocation ask again.
@@ -157,35 +129,11 @@ void AppCoordinator::handleSessionInterruption() {
 
 void AppCoordinator::showSettings() {
     if (!settingsWindowController_) {
-        std::weak_ptr<PermissionsManager> permissions = permissions_;
-        std::weak_ptr<SettingsViewModel> model = settingsModel_;
-        settingsWindowController_ =
-            SettingsWindowController::create({platform_.makeSettingsWindow,
-                                              [permissions] {
-                                                  if (auto manager = permissions.lock()) {
-                                                      manager->startPolling();
-                                                  }
-                                              },
-                                              [permissions] {
-                                                  if (auto manager = permissions.lock()) {
-                                                      manager->stopPolling();
-                                                  }
-                                              },
-                                              [model] {
-                                                  if (auto settingsModel = model.lock()) {
-                                                      settingsModel->refresh();
-                                                  }
-                                              },
-                                              [model] {
-                                                  if (auto settingsModel = model.lock()) {
-                                                      settingsModel->clearTransientForms();
-                                                  }
-                                              }});
-        std::weak_ptr<SettingsWindowController> controller = settingsWindowController_;
-        settingsModel_->setOnEditorSaveCompleted([controller](const EntryEditorSaveResult& result) {
-            if (auto windowController = controller.lock()) {
-                windowController->editorSaveCompleted(result.isSaved());
-            }
+        settingsWindowController_ = SettingsWindowController::create({
+            .makeWindow = platform_.makeSettingsWindow,
+            .model = settingsModel_,
+            .recorder = recorderModel_,
+            .permissions = permissions_,
         });
     }
     settingsWindowController_->showWindow();
@@ -194,15 +142,13 @@ void AppCoordinator::showSettings() {
 void AppCoordinator::perform(MenuAction action) {
     switch (action) {
     case MenuAction::showPasswordPicker:
-        if (invoke_) {
-            invoke_();
-        }
+        invoke();
         break;
     case MenuAction::showSettings:
         showSettings();
         break;
     case MenuAction::checkForUpdates:
-        platform_.checkForUpdates();
+        platform_.updater.checkForUpdates();
         break;
     case MenuAction::quit:
         platform_.terminate();

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "App/AppInvocationRouter.h"
 #include "App/SessionInterruptions.h"
 #include "App/SettingsWindowController.h"
+#include "App/SoftwareUpdater.h"
 #include "App/StatusItemController.h"
 #include "Invocation/AccessibilityService.h"
 #include "Invocation/AlertPresenting.h"
@@ -41,7 +41,8 @@ class AppCoordinator : public std::enable_shared_from_this<AppCoordinator> {
     };
 
 public:
-    // Every platform service the app runs on. All must outlive the coordinator.
+    // Every platform service the app runs on. All must outlive the coordinator. Built with
+    // designated initialisers, so each adapter is named where it is chosen.
     struct Platform {
         Executor& executor;
         KeyValueStore& defaults;
@@ -70,10 +71,8 @@ public:
         AlertPresenting& alerts;
         // The shell.
         SessionInterruptions& interruptions;
-        std::function<std::unique_ptr<SettingsWindow>(const SettingsWindowAppearance&,
-                                                      SettingsWindowController::WindowEvents)>
-            makeSettingsWindow;
-        std::function<void()> checkForUpdates;
+        SettingsWindowController::WindowFactory makeSettingsWindow;
+        SoftwareUpdater& updater;
         std::function<void()> terminate;
     };
 
@@ -82,13 +81,13 @@ public:
     AppCoordinator(const AppCoordinator&) = delete;
     AppCoordinator& operator=(const AppCoordinator&) = delete;
 
+    // Wires and starts every service, the updater included.
     void start();
     void stop();
     // Creates the Settings window on first use, then shows it.
     void showSettings();
     // A menu choice; the about panel is the platform's own.
     void perform(MenuAction action);
-    const AppInvocationRouter& invocationRouter();
 
     Settings& settings() { return settings_; }
     InvocationCoordinator& invocationCoordinator() { return *invocationCoordinator_; }
@@ -98,6 +97,9 @@ public:
 
 private:
     static std::unique_ptr<EntryCatalogStoring> makeRepository(Platform& platform);
+    // The shortcut and "Show Password Picker": without Accessibility the user sees the system's
+    // prompt and the Settings pane that explains it, not a picker.
+    void invoke();
     void handleSessionInterruption();
 
     Platform& platform_;
@@ -115,10 +117,8 @@ private:
     std::shared_ptr<InvocationCoordinator> invocationCoordinator_;
     std::unique_ptr<PasswordSettingsService> passwordSettings_;
     std::shared_ptr<SettingsViewModel> settingsModel_;
+    std::shared_ptr<HotkeyRecorderModel> recorderModel_;
     std::shared_ptr<SettingsWindowController> settingsWindowController_;
-    std::optional<AppInvocationRouter> invocationRouter_;
-    // The one operation behind the shortcut and "Show Password Picker".
-    std::function<void()> invoke_;
     std::vector<Subscription> cancellables_;
     Subscription interruptionObserver_;
 };

@@ -1,5 +1,10 @@
 #pragma once
 
+#include "Preferences/HotkeyRecorderModel.h"
+#include "Settings/SettingsViewModel.h"
+
+#include <functional>
+#include <memory>
 #include <string>
 
 namespace kestrelle {
@@ -14,7 +19,19 @@ struct SettingsWindowAppearance {
     double minimumHeight = 480;
 };
 
-// The one Settings window, hosting the Settings view over the view model.
+// Everything the window's views draw and report to, handed over when the window is made. The
+// views draw the models and call their operations; an editor save's completion reaches the
+// window controller through the view model, so the platform wires nothing itself.
+struct SettingsWindowContent {
+    SettingsWindowAppearance appearance;
+    std::shared_ptr<SettingsViewModel> model;
+    std::shared_ptr<HotkeyRecorderModel> recorder;
+    // The user closes the window; called before it goes away. Holds the controller weakly.
+    std::function<void()> willClose;
+};
+
+// The one Settings window. Real: the AppKit window (macOS), the Qt window (Linux). Fake:
+// tests/Support/FakeShell.h.
 class SettingsWindow {
 public:
     virtual ~SettingsWindow() = default;

@@ -7,13 +7,22 @@ SettingsWindowController::create(Dependencies dependencies) {
     auto controller =
         std::make_shared<SettingsWindowController>(ConstructionKey{}, std::move(dependencies));
     std::weak_ptr<SettingsWindowController> weak = controller;
-    WindowEvents events{[weak] {
+    auto& model = *controller->dependencies_.model;
+    model.setOnEditorSaveCompleted([weak](const EntryEditorSaveResult& result) {
         if (auto self = weak.lock()) {
-            self->windowWillClose();
+            self->editorSaveCompleted(result.isSaved());
         }
-    }};
-    controller->window_ =
-        controller->dependencies_.makeWindow(SettingsWindowAppearance{}, std::move(events));
+    });
+    controller->window_ = controller->dependencies_.makeWindow({
+        .model = controller->dependencies_.model,
+        .recorder = controller->dependencies_.recorder,
+        .willClose =
+            [weak] {
+                if (auto self = weak.lock()) {
+                    self->windowWillClose();
+                }
+            },
+    });
     return controller;
 }
 
@@ -22,8 +31,8 @@ SettingsWindowController::SettingsWindowController(ConstructionKey, Dependencies
 
 void SettingsWindowController::showWindow() {
     // Polling lets the General pane follow a permission granted in System Settings meanwhile.
-    dependencies_.startPermissionPolling();
-    dependencies_.refreshModel();
+    dependencies_.permissions->startPolling();
+    dependencies_.model->refresh();
     window_->activateApplication();
     window_->show();
     window_->makeKeyAndOrderFront();
@@ -42,8 +51,8 @@ void SettingsWindowController::editorSaveCompleted(bool saved) {
 
 void SettingsWindowController::windowWillClose() {
     logger_.info("Settings window will close; cancelling transient operations");
-    dependencies_.clearTransientForms();
-    dependencies_.stopPermissionPolling();
+    dependencies_.model->clearTransientForms();
+    dependencies_.permissions->stopPolling();
 }
 
 } // namespace kestrelle

@@ -2,6 +2,7 @@
 
 #include "App/SettingsWindow.h"
 #include "Runtime/Logger.h"
+#include "System/PermissionsManager.h"
 
 #include <functional>
 #include <memory>
@@ -16,18 +17,13 @@ class SettingsWindowController : public std::enable_shared_from_this<SettingsWin
     };
 
 public:
-    // What the window reports back; each holds the controller weakly.
-    struct WindowEvents {
-        std::function<void()> willClose;
-    };
+    using WindowFactory = std::function<std::unique_ptr<SettingsWindow>(SettingsWindowContent)>;
+
     struct Dependencies {
-        std::function<std::unique_ptr<SettingsWindow>(const SettingsWindowAppearance&,
-                                                      WindowEvents)>
-            makeWindow;
-        std::function<void()> startPermissionPolling;
-        std::function<void()> stopPermissionPolling;
-        std::function<void()> refreshModel;
-        std::function<void()> clearTransientForms;
+        WindowFactory makeWindow;
+        std::shared_ptr<SettingsViewModel> model;
+        std::shared_ptr<HotkeyRecorderModel> recorder;
+        std::shared_ptr<PermissionsManager> permissions;
     };
 
     static std::shared_ptr<SettingsWindowController> create(Dependencies dependencies);

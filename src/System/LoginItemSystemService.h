@@ -7,11 +7,13 @@
 
 namespace kestrelle {
 
-// The platform's record of the main app as a login item.
+// The platform's record of the main app as a login item. Real: SMAppService's main-app service
+// (macOS), an XDG autostart entry (Linux). Fake: tests/Support/FakeLoginItemSystem.h. Every call
+// is made on the main thread; registering may block briefly there, as the platform's call does.
 class LoginItemSystemService {
 public:
     // Called once, from any thread, with the platform error's description when the request
-    // failed and nothing when it succeeded.
+    // failed and nothing when it succeeded; the service hops back to the main thread.
     using Completion = std::function<void(std::optional<std::string> errorDescription)>;
 
     // The platform's own values.
@@ -26,7 +28,8 @@ public:
     // Named so because `register` is a keyword.
     virtual void registerItem(Completion completion) = 0;
     virtual void unregisterItem(Completion completion) = 0;
-    // Opens the Login Items list in System Settings, where the user approves a pending item.
+    // The one call that opens the Login Items list in System Settings, where the user approves
+    // a pending item.
     virtual void openLoginItemsSettings() = 0;
 };
 

@@ -82,43 +82,42 @@ protected:
     test::FakeAlerts alerts;
     test::FakeSessionInterruptions interruptions;
     test::FakeSettingsWindows windows;
-    int updateChecks = 0;
+    test::FakeSoftwareUpdater updater;
     int terminations = 0;
 
     AppCoordinator::Platform platform{
-        executor,
-        defaults,
-        statusBar,
-        hotKeys,
-        [this] { return trusted; },
-        [this] { ++trustPrompts; },
-        systemWorkspace,
-        appActivations,
-        timers,
-        RunningBundle{"/Applications/Kestrelle.app", "app.kestrelle.Kestrelle"},
-        loginItems,
-        [this] { return directory.path(); },
-        keychain,
-        keychainQueue,
-        biometrics,
-        accessibility,
-        workspace,
-        activations,
-        [this] {
-            auto made = std::make_unique<test::FakePickerPanel>();
-            panel = made.get();
-            return made;
-        },
-        keyboard,
-        pasteboard,
-        alerts,
-        interruptions,
-        [this](const SettingsWindowAppearance& appearance,
-               SettingsWindowController::WindowEvents events) {
-            return windows.make(appearance, std::move(events));
-        },
-        [this] { ++updateChecks; },
-        [this] { ++terminations; },
+        .executor = executor,
+        .defaults = defaults,
+        .statusBar = statusBar,
+        .hotKeys = hotKeys,
+        .trustProbe = [this] { return trusted; },
+        .trustPrompt = [this] { ++trustPrompts; },
+        .systemWorkspace = systemWorkspace,
+        .appActivations = appActivations,
+        .timers = timers,
+        .bundle = RunningBundle{"/Applications/Kestrelle.app", "app.kestrelle.Kestrelle"},
+        .loginItems = loginItems,
+        .dataDirectory = [this] { return directory.path(); },
+        .keychain = keychain,
+        .keychainQueue = keychainQueue,
+        .biometrics = biometrics,
+        .accessibility = accessibility,
+        .workspace = workspace,
+        .activations = activations,
+        .makePickerPanel =
+            [this] {
+                auto made = std::make_unique<test::FakePickerPanel>();
+                panel = made.get();
+                return made;
+            },
+        .keyboard = keyboard,
+        .pasteboard = pasteboard,
+        .alerts = alerts,
+        .interruptions = interruptions,
+        .makeSettingsWindow =
+            [this](SettingsWindowContent content) { return windows.make(std::move(content)); },
+        .updater = updater,
+        .terminate = [this] { ++terminations; },
     };
     std::shared_ptr<AppCoordinator> coordinator;
 };
@@ -183,7 +182,8 @@ TEST_F(AppCoordinatorTest, TheReuseWindowFromSettingsReachesTheService) {
 TEST_F(AppCoordinatorTest, SettingsPollsThePermissionWhileOpenAndClearsFormsOnClose) {
     coordinator->start();
     coordinator->showSettings();
-    EXPECT_EQ(windows.title, "Kestrelle Settings");
+    EXPECT_EQ(windows.content.appearance.title, "Kestrelle Settings");
+    EXPECT_EQ(windows.content.model.get(), &coordinator->settingsModel());
     EXPECT_EQ(windows.calls, (std::vector<std::string>{"activate", "show", "make key"}));
     EXPECT_TRUE(coordinator->permissions().isPolling());
 
@@ -266,7 +266,8 @@ TEST_F(ApplicationLifecycleTest, ALaunchStartsEverythingAndTheMainMenuRoutesItsC
     mainMenu.choose(MenuAction::showSettings);
     mainMenu.choose(MenuAction::quit);
     EXPECT_EQ(aboutPanels, 1);
-    EXPECT_EQ(updateChecks, 1);
+    EXPECT_EQ(updater.starts, 1);
+    EXPECT_EQ(updater.checks, 1);
     EXPECT_EQ(windows.made, 1);
     EXPECT_EQ(terminations, 1);
 

@@ -4,14 +4,15 @@
 #include "App/RunningInstances.h"
 #include "App/SessionInterruptions.h"
 #include "App/SettingsWindowController.h"
+#include "App/SoftwareUpdater.h"
 
 #include <string>
 #include <vector>
 
 namespace kestrelle::test {
 
-// The app shell's platform: session interruptions, the Settings window, running copies and the
-// main menu.
+// The app shell's platform: session interruptions, the Settings window, updates, running copies
+// and the main menu.
 class FakeSessionInterruptions final : public SessionInterruptions {
 public:
     Subscription observe(std::function<void()> handler) override {
@@ -40,13 +41,11 @@ private:
     std::vector<std::string>& calls_;
 };
 
-// Makes the Settings window and keeps hold of it and its events, as the platform would.
+// Makes the Settings window and keeps hold of what it was given, as the platform would.
 struct FakeSettingsWindows {
-    std::unique_ptr<SettingsWindow> make(const SettingsWindowAppearance& appearance,
-                                         SettingsWindowController::WindowEvents windowEvents) {
+    std::unique_ptr<SettingsWindow> make(SettingsWindowContent windowContent) {
         ++made;
-        title = appearance.title;
-        events = std::move(windowEvents);
+        content = std::move(windowContent);
         auto window = std::make_unique<FakeSettingsWindow>(calls);
         last = window.get();
         return window;
@@ -54,14 +53,21 @@ struct FakeSettingsWindows {
     // The user closes the window.
     void close() {
         last->visible = false;
-        events.willClose();
+        content.willClose();
     }
 
     int made = 0;
-    std::string title;
-    SettingsWindowController::WindowEvents events;
+    SettingsWindowContent content;
     FakeSettingsWindow* last = nullptr;
     std::vector<std::string> calls;
+};
+
+class FakeSoftwareUpdater final : public SoftwareUpdater {
+public:
+    void start() override { ++starts; }
+    void checkForUpdates() override { ++checks; }
+    int starts = 0;
+    int checks = 0;
 };
 
 class FakeRunningInstances final : public RunningInstances {
