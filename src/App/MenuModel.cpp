@@ -2,26 +2,34 @@
 
 namespace kestrelle {
 
+namespace {
+
+MenuItemModel item(std::string title, MenuAction action, std::string keyEquivalent = {}) {
+    return {.title = std::move(title), .action = action, .keyEquivalent = std::move(keyEquivalent)};
+}
+
+} // namespace
+
 std::vector<MenuItemModel> statusMenu() {
     return {
-        {false, "Show Password Picker", MenuAction::showPasswordPicker, ""},
+        item("Show Password Picker", MenuAction::showPasswordPicker),
         MenuItemModel::separator(),
-        {false, "Settings…", MenuAction::showSettings, ","},
-        {false, "Check for Updates…", MenuAction::checkForUpdates, ""},
+        item("Settings…", MenuAction::showSettings, ","),
+        item("Check for Updates…", MenuAction::checkForUpdates),
         MenuItemModel::separator(),
-        {false, "Quit Kestrelle", MenuAction::quit, "q"},
+        item("Quit Kestrelle", MenuAction::quit, "q"),
     };
 }
 
 std::vector<MenuItemModel> mainMenu() {
     return {
-        {false, "About Kestrelle", MenuAction::about, ""},
+        item("About Kestrelle", MenuAction::about),
         MenuItemModel::separator(),
-        {false, "Settings…", MenuAction::showSettings, ","},
+        item("Settings…", MenuAction::showSettings, ","),
         MenuItemModel::separator(),
-        {false, "Check for Updates…", MenuAction::checkForUpdates, ""},
+        item("Check for Updates…", MenuAction::checkForUpdates),
         MenuItemModel::separator(),
-        {false, "Quit Kestrelle", MenuAction::quit, "q"},
+        item("Quit Kestrelle", MenuAction::quit, "q"),
     };
 }
 

@@ -23,7 +23,7 @@ struct MenuItemModel {
     // Typed with Command held; empty for none.
     std::string keyEquivalent;
 
-    static MenuItemModel separator() { return {true, {}, {}, {}}; }
+    static MenuItemModel separator() { return {.isSeparator = true}; }
     friend bool operator==(const MenuItemModel&, const MenuItemModel&) = default;
 };
 

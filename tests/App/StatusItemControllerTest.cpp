@@ -1,6 +1,5 @@
 #include "App/StatusItemController.h"
 
-#include "App/MenuModel.h"
 #include "Support/FakeStatusBar.h"
 #include "Support/LogCapture.h"
 
@@ -8,26 +7,6 @@
 
 namespace kestrelle {
 namespace {
-
-std::vector<std::string> describe(const std::vector<MenuItemModel>& menu) {
-    std::vector<std::string> rows;
-    for (const auto& item : menu) {
-        rows.push_back(item.isSeparator
-                           ? "—"
-                           : item.title +
-                                 (item.keyEquivalent.empty() ? "" : " ⌘" + item.keyEquivalent));
-    }
-    return rows;
-}
-
-TEST(MenuModelTest, StatusAndMainMenusInTheirOrder) {
-    EXPECT_EQ(describe(statusMenu()),
-              (std::vector<std::string>{"Show Password Picker", "—", "Settings… ⌘,",
-                                        "Check for Updates…", "—", "Quit Kestrelle ⌘q"}));
-    EXPECT_EQ(describe(mainMenu()),
-              (std::vector<std::string>{"About Kestrelle", "—", "Settings… ⌘,", "—",
-                                        "Check for Updates…", "—", "Quit Kestrelle ⌘q"}));
-}
 
 TEST(StatusItemControllerTest, InstallsOnceAndRunsTheHookOfTheChosenItem) {
     test::LogCapture log;
