@@ -8,6 +8,7 @@
 namespace kestrelle {
 
 // The application's main menu, drawn by the platform; a chosen item is reported by its action.
+// Real: NSApplication's main menu (macOS). Fake: tests/Support/FakeShell.h.
 class MainMenuInstalling {
 public:
     virtual ~MainMenuInstalling() = default;

@@ -8,6 +8,7 @@
 namespace kestrelle {
 
 // The copies of an application that are running, and this process's place among them.
+// Real: NSRunningApplication (macOS), a session-bus name (Linux). Fake: FakeShell.h.
 class RunningInstances {
 public:
     virtual ~RunningInstances() = default;

@@ -18,7 +18,7 @@ struct StatusItemAppearance {
 };
 
 // The system menu bar. A square, visible item whose click opens its menu; a chosen item is
-// reported by its action.
+// reported by its action. Real: NSStatusBar (macOS), the tray (Linux). Fake: FakeStatusBar.h.
 class StatusBar {
 public:
     virtual ~StatusBar() = default;

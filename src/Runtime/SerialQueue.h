@@ -8,7 +8,8 @@
 
 namespace kestrelle {
 
-// Runs blocking work off the main thread, one item at a time, in order.
+// Runs blocking work off the main thread, one item at a time, in order. Real: BackgroundQueue
+// below. Fakes: tests/Support/InlineQueue.h (runs at once), ManualQueue.h (runs when told).
 class SerialQueue {
 public:
     virtual ~SerialQueue() = default;

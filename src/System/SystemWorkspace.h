@@ -5,7 +5,8 @@
 namespace kestrelle {
 
 // The desktop services that help the user approve this copy of the app: links into System
-// Settings and the Finder.
+// Settings and the Finder. Real: NSWorkspace (macOS), xdg-open (Linux). Fake:
+// FakeSystemWorkspace.h.
 class SystemWorkspace {
 public:
     virtual ~SystemWorkspace() = default;
