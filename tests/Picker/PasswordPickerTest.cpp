@@ -329,6 +329,26 @@ TEST_F(PasswordPickerTest, RefusedKeyFocusIsReassertedAtMost20TimesWithinOneSeco
     EXPECT_FALSE(settling.isActive(executor.monotonicNow()));
 }
 
+TEST_F(PasswordPickerTest, APanelNotKeyWhenSettlingEndsIsDismissedOnce) {
+    // Key lost late in the second and never regained: the resignation itself is ignored.
+    show(3);
+    executor.advance(960ms);
+    panel->resignKey();
+    EXPECT_TRUE(picker->isVisible());
+    executor.advance(2s);
+    EXPECT_FALSE(picker->isVisible());
+    EXPECT_EQ(panel->keyMonitor, nullptr);
+    EXPECT_EQ(outcomes, Strings{"dismiss"});
+
+    // Never made key by the system at all.
+    panel->refusesKey = true;
+    show(3);
+    executor.advance(5s);
+    EXPECT_FALSE(picker->isVisible());
+    EXPECT_EQ(outcomes, (Strings{"dismiss", "dismiss"}));
+    EXPECT_EQ(executor.runningOperationCount(), 0U);
+}
+
 TEST_F(PasswordPickerTest, HandlersFindingThePickerGoneDoNothing) {
     show(3);
     auto keyMonitor = panel->keyMonitor;
