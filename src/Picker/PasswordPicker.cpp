@@ -67,7 +67,7 @@ void PasswordPicker::show(Uuid invocationID, std::vector<EntryMetadata> entries,
     panel_->orderFrontRegardless();
     panel_->makeKeyWindow();
     installMonitors();
-    beginKeyFocusSettling(invocationID);
+    beginKeyFocusSettling();
 }
 
 void PasswordPicker::placePanel(std::size_t entryCount, bool canType) {
@@ -238,38 +238,43 @@ bool PasswordPicker::isSettling() const {
     return keyFocusSettling_ && keyFocusSettling_->isActive(executor_.monotonicNow());
 }
 
-void PasswordPicker::beginKeyFocusSettling(Uuid invocationID) {
+void PasswordPicker::beginKeyFocusSettling() {
     if (keyFocusSettlingTask_) {
         keyFocusSettlingTask_->cancel();
     }
-    keyFocusSettlingTask_ = spawn(executor_, settleKeyFocus(weak_from_this(), invocationID));
+    keyFocusSettlingTask_ = spawn(executor_, settleKeyFocus(weak_from_this()));
 }
 
-void PasswordPicker::reassertKeyFocus(Uuid invocationID) {
-    if (!isSettling()) {
-        return;
-    }
+void PasswordPicker::reassertKeyFocus() {
     if (keyFocusSettling_->attempts++ == 0) {
-        logger_.notice("Invocation {} picker restoring key focus", invocationID);
+        logger_.notice("Invocation {} picker restoring key focus", session_->invocationID);
     }
     panel_->orderFrontRegardless();
     panel_->makeKeyWindow();
 }
 
-Task<void> PasswordPicker::settleKeyFocus(std::weak_ptr<PasswordPicker> weakPicker,
-                                          Uuid invocationID) {
+// Every dismissal and every new `show` cancels this task, so while it runs its session is the
+// one showing.
+Task<void> PasswordPicker::settleKeyFocus(std::weak_ptr<PasswordPicker> weakPicker) {
     for (;;) {
         // Ends the task with CancelledError once it is cancelled.
         co_await sleepFor(PasswordPickerKeyFocusSettling::pollInterval);
         // Not held across the sleep, so the task never keeps the picker alive.
         const auto picker = weakPicker.lock();
-        // A stale task never touches a newer session.
-        if (!picker || !picker->session_ || picker->session_->invocationID != invocationID ||
-            !picker->panel_->isVisible() || !picker->isSettling()) {
+        if (!picker) {
+            co_return;
+        }
+        if (!picker->isSettling()) {
+            // A resignation during the second was ignored, and a panel never made key resigns
+            // nothing: left like this, keys would go to the other application.
+            if (!picker->panel_->isKeyWindow()) {
+                picker->logger_.notice("Picker dismissed: key focus not regained after showing");
+                picker->dismiss(true);
+            }
             co_return;
         }
         if (!picker->panel_->isKeyWindow()) {
-            picker->reassertKeyFocus(invocationID);
+            picker->reassertKeyFocus();
         }
     }
 }

@@ -79,9 +79,9 @@ private:
     void installMonitors();
     void removeMonitors();
     bool isSettling() const;
-    void beginKeyFocusSettling(Uuid invocationID);
-    void reassertKeyFocus(Uuid invocationID);
-    static Task<void> settleKeyFocus(std::weak_ptr<PasswordPicker> weakPicker, Uuid invocationID);
+    void beginKeyFocusSettling();
+    void reassertKeyFocus();
+    static Task<void> settleKeyFocus(std::weak_ptr<PasswordPicker> weakPicker);
 
     SelectionHandler onSelection_;
     std::function<void(Uuid)> onDismiss_;

@@ -8,9 +8,9 @@
 
 namespace kestrelle::test {
 
-// Records every call in order and plays the platform: key presses go to the key monitor first
-// and reach the panel only when not swallowed, clicks go to the click monitors, and `resignKey`
-// takes key status away. A test may also hold on to handlers and call them late.
+// Records the panel calls whose order matters and plays the platform: key presses go to the key
+// monitor first and reach the panel only when not swallowed, and `resignKey` takes key status
+// away. Clicks are the monitors' to call; a test may hold on to a handler and call it late.
 class FakePickerPanel final : public PasswordPickerPanel {
 public:
     using KeyHandler = std::function<bool(const PasswordPickerKeyEvent&)>;
@@ -25,9 +25,7 @@ public:
         resignKeyHandler = std::move(handler);
     }
     void renderContent() override { calls.push_back("render"); }
-    void updateHighlight(std::optional<int> rowToReveal) override {
-        calls.push_back("highlight " + (rowToReveal ? std::to_string(*rowToReveal) : "none"));
-    }
+    void updateHighlight(std::optional<int> row) override { revealedRow = row; }
     void setContentSize(Size size) override { contentSize = size; }
     void setFrameOrigin(Point origin) override { frameOrigin = origin; }
     void orderFrontRegardless() override {
@@ -38,22 +36,18 @@ public:
         calls.push_back("make key");
         key = visible && !refusesKey;
     }
-    void orderOut() override {
-        calls.push_back("order out");
-        visible = false;
-        key = false;
-    }
+    void orderOut() override { visible = key = false; }
     bool isKeyWindow() const override { return key; }
     bool isVisible() const override { return visible; }
 
     std::unique_ptr<Monitor> addLocalKeyMonitor(KeyHandler handler) override {
-        return install("key", keyMonitor, std::move(handler));
+        return install(keyMonitor, std::move(handler));
     }
     std::unique_ptr<Monitor> addLocalClickMonitor(std::function<void(bool)> handler) override {
-        return install("local click", localClickMonitor, std::move(handler));
+        return install(localClickMonitor, std::move(handler));
     }
     std::unique_ptr<Monitor> addGlobalClickMonitor(std::function<void()> handler) override {
-        return install("global click", globalClickMonitor, std::move(handler));
+        return install(globalClickMonitor, std::move(handler));
     }
 
     Point pointerLocation() const override { return pointer; }
@@ -62,8 +56,7 @@ public:
 
     // Returns whether the key monitor swallowed the press.
     bool press(const PasswordPickerKeyEvent& event) {
-        auto monitor = keyMonitor;
-        if (monitor && monitor(event)) {
+        if (auto monitor = keyMonitor; monitor && monitor(event)) {
             return true;
         }
         if (keyDownHandler && key) {
@@ -71,18 +64,15 @@ public:
         }
         return false;
     }
-    void clickOnPanel() { clickInApp(true); }
-    void clickElsewhereInApp() { clickInApp(false); }
-    void clickInOtherApp() {
-        if (auto monitor = globalClickMonitor) {
-            monitor();
-        }
-    }
     void resignKey() {
         key = false;
         if (resignKeyHandler) {
             resignKeyHandler();
         }
+    }
+    std::size_t monitorCount() const {
+        return (keyMonitor != nullptr) + (localClickMonitor != nullptr) +
+               (globalClickMonitor != nullptr);
     }
 
     std::vector<std::string> calls;
@@ -94,39 +84,26 @@ public:
     std::function<void()> globalClickMonitor;
     Size contentSize;
     Point frameOrigin;
+    std::optional<int> revealedRow;
     bool visible = false;
     bool key = false;
     // Plays the system denying key status.
     bool refusesKey = false;
 
     Point pointer{700, 500};
-    Screen screen{{0, 0, 1440, 900}, {0, 0, 1440, 875}};
-    std::vector<Screen> allScreens{screen};
-    std::optional<Screen> main = screen;
+    std::vector<Screen> allScreens{{{0, 0, 1440, 900}, {0, 0, 1440, 875}}};
+    std::optional<Screen> main = allScreens.front();
 
 private:
-    class FakeMonitor final : public Monitor {
-    public:
-        explicit FakeMonitor(std::function<void()> remove) : remove_(std::move(remove)) {}
-        ~FakeMonitor() override { remove_(); }
-
-    private:
-        std::function<void()> remove_;
+    struct FakeMonitor final : Monitor {
+        explicit FakeMonitor(std::function<void()> remove) : remove(std::move(remove)) {}
+        ~FakeMonitor() override { remove(); }
+        std::function<void()> remove;
     };
-
     template <class Handler>
-    std::unique_ptr<Monitor> install(const std::string& name, Handler& slot, Handler handler) {
-        calls.push_back("add " + name + " monitor");
+    std::unique_ptr<Monitor> install(Handler& slot, Handler handler) {
         slot = std::move(handler);
-        return std::make_unique<FakeMonitor>([this, name, &slot] {
-            calls.push_back("remove " + name + " monitor");
-            slot = nullptr;
-        });
-    }
-    void clickInApp(bool onPanel) {
-        if (auto monitor = localClickMonitor) {
-            monitor(onPanel);
-        }
+        return std::make_unique<FakeMonitor>([&slot] { slot = nullptr; });
     }
 };
 
