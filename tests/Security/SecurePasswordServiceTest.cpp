@@ -5,163 +5,224 @@
 #include "Storage/SecretStore.h"
 #include "Support/FakeBiometrics.h"
 #include "Support/FakeKeychainBackend.h"
-#include "Support/InlineQueue.h"
 #include "Support/LogCapture.h"
 #include "Support/ManualExecutor.h"
 #include "Support/ManualQueue.h"
 #include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 namespace kestrelle {
 namespace {
 
 using namespace std::chrono_literals;
-using test::FakeKeychainBackend;
 using test::FakePromptOutcome;
-using test::sameBytes;
 using test::secretBytes;
 using test::TaskProbe;
+using Error = BiometricAuthenticationError;
+using Kind = SettingsOperation::Kind;
 
-// A catalog write that fails with a message of its own.
+const std::string ok = "ok";
+const std::string cancelled = Error::cancelled().description();
+const std::string invalidSession = Error::invalidSession().description();
+const std::string expired = Error::expired().description();
+
 class CatalogWriteError : public KestrelleError {
 public:
     CatalogWriteError() : KestrelleError("The catalog could not be written.") {}
 };
 
+// How a probed task ended: "ok", "running", or what it threw.
+template <class T>
+std::string outcome(const TaskProbe<T>& probe) {
+    if (!probe.finished()) {
+        return "running";
+    }
+    if (!probe.error()) {
+        return ok;
+    }
+    try {
+        std::rethrow_exception(probe.error());
+    } catch (const KestrelleError& error) {
+        return error.description();
+    } catch (const std::exception& other) {
+        return other.what();
+    }
+}
+
+template <class T>
+Task<void> discard(Task<T> task) {
+    co_await std::move(task);
+}
+
 class SecurePasswordServiceTest : public ::testing::Test {
 protected:
     void TearDown() override {
         // Whatever happened, nothing may stay behind but what a test leaves on purpose.
-        executor.runUntilIdle();
+        holdKeychain = false;
+        settle();
         EXPECT_FALSE(service.isGateHeld());
     }
 
-    void storeItem(const Uuid& id, std::string_view password) {
-        keychain.items[{store.service(), id.toString()}] = {secretBytes(password), std::nullopt};
+    // Runs the executor and, unless held, the Keychain calls, until nothing is left.
+    void settle() {
+        do {
+            executor.runUntilIdle();
+        } while (!holdKeychain && queue.runAll() > 0);
     }
-    bool itemHolds(const Uuid& id, std::string_view password) const {
-        auto found = keychain.items.find({store.service(), id.toString()});
-        return found != keychain.items.end() && sameBytes(found->second.value, password);
+    // Lets exactly the pending Keychain call finish.
+    void finishKeychainCall() {
+        queue.runAll();
+        executor.runUntilIdle();
     }
-    bool hasItem(const Uuid& id) const {
-        return keychain.items.contains({store.service(), id.toString()});
+    template <class T>
+    TaskProbe<T> start(Task<T> task) {
+        TaskProbe<T> probe(executor, std::move(task));
+        settle();
+        return probe;
     }
-
-    InvocationSession begin(const Uuid& invocationID) {
-        return test::runTask(executor, service.beginInvocation(invocationID));
+    template <class T>
+    std::string run(Task<T> task) {
+        return outcome(start(std::move(task)));
     }
-    ConsumedPassword consume(const InvocationSession& session, const Uuid& entryID) {
-        return test::runTask(executor,
-                             service.consumeSelectedEntry(session, entryID, PasswordAction::type));
+    template <class T>
+    T value(Task<T> task) {
+        auto probe = start(std::move(task));
+        EXPECT_EQ(outcome(probe), ok);
+        return probe.value();
+    }
+    InvocationSession begin(Uuid invocationID = Uuid::random()) {
+        return value(service.beginInvocation(invocationID));
+    }
+    Task<ConsumedPassword> consume(const InvocationSession& session) {
+        return service.consumeSelectedEntry(session, entry, PasswordAction::type);
     }
     SettingsAuthorization authorize(SettingsOperation operation) {
-        return test::runTask(executor, service.authorizeSettings(operation));
+        return value(service.authorizeSettings(operation));
     }
-    static bool secretIs(const ConsumedPassword& consumed, std::string_view expected) {
-        return consumed.secret->withUnsafeBytes([&](std::span<const std::uint8_t> bytes) {
-            return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()) ==
-                   expected;
-        });
+
+    void storeItem(std::string_view password) {
+        keychain.items[{store.service(), entry.toString()}] = {secretBytes(password), {}};
     }
-    template <class Call>
-    static std::string errorOf(Call&& call) {
-        try {
-            call();
-        } catch (const KestrelleError& error) {
-            return error.description();
-        }
-        return "no error";
+    // The entry's stored password, "none" when it has no item.
+    std::string item() const {
+        const auto found = keychain.items.find({store.service(), entry.toString()});
+        return found == keychain.items.end()
+                   ? "none"
+                   : std::string(found->second.value.begin(), found->second.value.end());
     }
     std::size_t prompts() const { return factory.made.size(); }
 
     test::ManualExecutor executor;
     test::FakeBiometricContextFactory factory;
-    FakeKeychainBackend keychain;
-    test::InlineQueue queue;
+    test::FakeKeychainBackend keychain;
+    test::ManualQueue queue;
+    bool holdKeychain = false;
     SecretStore store{keychain, queue};
     SecurePasswordService service{factory, store, executor};
     const Uuid entry = Uuid::random();
-    const Uuid invocation = Uuid::random();
 };
 
-constexpr auto invalidSessionText = "This authorization is no longer valid. Start again.";
-constexpr auto expiredText = "This authorization expired. Start again.";
-
 TEST_F(SecurePasswordServiceTest, AnApprovalIsReusedInsideTheWindowOnly) {
-    storeItem(entry, "hunter2");
-    const auto first = begin(invocation);
-    EXPECT_EQ(factory.last().reasons,
-              (std::vector<std::string>{"Choose a saved password to type."}));
+    storeItem("hunter2");
+    const auto first = begin();
+    EXPECT_EQ(factory.last().reasons, std::vector<std::string>{"Choose a saved password to type."});
     EXPECT_EQ(first.expiresAt, executor.now() + 30s);
-    EXPECT_TRUE(secretIs(consume(first, entry), "hunter2"));
+    EXPECT_EQ(run(consume(first)), ok);
 
     executor.advance(10s);
-    const auto reused = begin(Uuid::random());
+    const auto reused = begin();
     EXPECT_EQ(prompts(), 1U);
     EXPECT_EQ(reused.expiresAt, first.expiresAt) << "not past the reuse window";
-    EXPECT_TRUE(secretIs(consume(reused, entry), "hunter2"));
+    const auto password = value(consume(reused));
+    EXPECT_TRUE(password.secret->withUnsafeBytes(
+        [](auto bytes) { return std::string(bytes.begin(), bytes.end()) == "hunter2"; }));
 
     // Reuse never renews the window: it counts from the prompt.
     executor.advance(21s);
     EXPECT_FALSE(service.hasReusableCredential()) << "the reuse timer prunes on its own";
-    begin(Uuid::random());
+    begin();
     EXPECT_EQ(prompts(), 2U);
-    service.cancelAll();
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-}
 
-TEST_F(SecurePasswordServiceTest, ALongerWindowKeepsTheCredentialAndShorteningItEndsReuse) {
+    // A longer window keeps the credential; shortening it ends reuse at the next prune.
     service.setBiometricReuseWindow(300s);
-    begin(invocation);
     executor.advance(60s);
-    EXPECT_EQ(begin(Uuid::random()).expiresAt, executor.now() + 30s);
-    EXPECT_EQ(prompts(), 1U);
-
-    service.setBiometricReuseWindow(30s);
-    begin(Uuid::random());
+    EXPECT_EQ(begin().expiresAt, executor.now() + 30s);
     EXPECT_EQ(prompts(), 2U);
-    EXPECT_TRUE(factory.made[0]->invalidated);
+    service.setBiometricReuseWindow(30s);
+    begin();
+    EXPECT_EQ(prompts(), 3U);
+    EXPECT_TRUE(factory.made[1]->invalidated);
 }
 
 TEST_F(SecurePasswordServiceTest, ASessionIsSpendableOnceAndOnlyWhileYoung) {
-    storeItem(entry, "hunter2");
-    auto session = begin(invocation);
+    storeItem("hunter2");
+    auto session = begin();
     executor.advance(29900ms);
-    EXPECT_TRUE(secretIs(consume(session, entry), "hunter2"));
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), invalidSessionText);
+    EXPECT_EQ(run(consume(session)), ok);
+    EXPECT_EQ(run(consume(session)), invalidSession);
 
     // The expiry timer drops an unspent record after 30 seconds.
-    session = begin(Uuid::random());
+    session = begin();
     executor.advance(31s);
     EXPECT_EQ(service.liveRecordCount(), 0U);
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), invalidSessionText);
+    EXPECT_EQ(run(consume(session)), invalidSession);
 
     // Measured on the wall clock: a clock moved forward, or back, expires the approval.
-    session = begin(Uuid::random());
-    executor.shiftWallClock(31s);
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), expiredText);
-    session = begin(Uuid::random());
-    executor.shiftWallClock(-1s);
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), expiredText);
+    for (auto shift : {31s, -1s}) {
+        session = begin();
+        executor.shiftWallClock(shift);
+        EXPECT_EQ(run(consume(session)), expired);
+    }
     EXPECT_EQ(service.liveRecordCount(), 0U);
 }
 
 TEST_F(SecurePasswordServiceTest, AFailedReadDropsTheRecordAndForgetsTheCredential) {
-    const auto session = begin(invocation);
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }),
-              "The saved password is missing. Replace it in Settings.");
+    EXPECT_EQ(run(consume(begin())), SecretStoreError::itemNotFound().description());
     EXPECT_EQ(service.liveRecordCount(), 0U);
     EXPECT_FALSE(service.hasReusableCredential());
-    begin(Uuid::random());
+    begin();
     EXPECT_EQ(prompts(), 2U);
+}
+
+// An approval withdrawn under a spend (the reuse window ended, the screen locked, the approval
+// aged out while the Keychain read ran) makes the Keychain refuse the read. That is the
+// service's own refusal, not a Keychain failure to show the user.
+TEST_F(SecurePasswordServiceTest, ASpendWhoseApprovalWasWithdrawnEndsAsTheServicesRefusal) {
+    storeItem("hunter2");
+    const auto spend = [&](const InvocationSession& session, const std::function<void()>& during) {
+        holdKeychain = true;
+        auto probe = start(consume(session));
+        during();
+        holdKeychain = false;
+        settle();
+        EXPECT_EQ(service.liveRecordCount(), 0U);
+        return outcome(probe);
+    };
+    service.setBiometricReuseWindow(300s);
+    begin();
+    executor.advance(299s);
+    const auto reused = begin();
+    executor.advance(2s);
+    EXPECT_EQ(spend(reused, [] {}), invalidSession) << "the reuse window ended";
+    service.setBiometricReuseWindow(30s);
+
+    auto session = begin();
+    service.forgetReusableCredential();
+    EXPECT_EQ(spend(session, [] {}), invalidSession) << "the screen locked";
+    EXPECT_EQ(spend(begin(), [&] { service.forgetReusableCredential(); }), invalidSession)
+        << "the screen locked during the read";
+
+    session = begin();
+    executor.advance(29s);
+    EXPECT_EQ(spend(session, [&] { executor.advance(2s); }), expired)
+        << "picked at 29 s, read until 31 s";
 }
 
 TEST_F(SecurePasswordServiceTest, UnusableBiometricsFailBeforeAnyPrompt) {
     factory.policy = {false, BiometryType::touchID, BiometricErrorCode::biometryNotEnrolled};
-    EXPECT_EQ(errorOf([&] { begin(invocation); }),
-              "Set up Touch ID or Face ID in System Settings before using passwords.");
+    EXPECT_EQ(run(service.beginInvocation(Uuid::random())),
+              Error::unavailable(BiometricAvailability::notEnrolled()).description());
     EXPECT_TRUE(factory.last().reasons.empty());
     EXPECT_TRUE(factory.last().invalidated);
     EXPECT_EQ(service.availability(), BiometricAvailability::notEnrolled());
@@ -170,256 +231,320 @@ TEST_F(SecurePasswordServiceTest, UnusableBiometricsFailBeforeAnyPrompt) {
 
 class PromptUpTest : public SecurePasswordServiceTest {
 protected:
-    void SetUp() override {
-        factory.outcome = FakePromptOutcome::hold;
-        executor.runUntilIdle();
-    }
+    void SetUp() override { factory.outcome = FakePromptOutcome::hold; }
 };
 
-TEST_F(PromptUpTest, CancellingTheInvocationDismissesItsPrompt) {
-    TaskProbe<InvocationSession> probe(executor, service.beginInvocation(invocation));
-    executor.runUntilIdle();
-    ASSERT_TRUE(factory.last().isPromptUp());
-    service.cancelInvocation(invocation);
-    executor.runUntilIdle();
-    EXPECT_TRUE(probe.threw<BiometricAuthenticationError>());
-    EXPECT_FALSE(factory.last().isPromptUp());
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-}
-
-TEST_F(PromptUpTest, AnApprovalArrivingAfterACancellationIsRefused) {
-    for (auto cancel : {+[](SecurePasswordService&s, Uuid id) { s.cancelInvocation(id); },
-                        +[](SecurePasswordService&s, Uuid) { s.cancelAll(); },
-                        +[](SecurePasswordService&s, Uuid) { s.forgetReusableCredential(); }}) {
-        TaskProbe<InvocationSession> probe(executor, service.beginInvocation(invocation));
-        executor.runUntilIdle();
-        factory.last().approvePrompt(); // the reply is on its way
-        cancel(service, invocation);
-        executor.runUntilIdle();
-        ASSERT_TRUE(probe.threw<BiometricAuthenticationError>());
-        EXPECT_EQ(errorOf([&] { std::rethrow_exception(probe.error()); }),
-                  "Biometric authentication was cancelled.");
-        EXPECT_TRUE(factory.last().invalidated);
-        EXPECT_FALSE(service.hasReusableCredential());
-        EXPECT_EQ(service.liveRecordCount(), 0U);
+TEST_F(PromptUpTest, ACancellationWhileThePromptIsUpEndsItCancelledEvenIfApproved) {
+    struct Row {
+        const char* name;
+        void (*cancel)(SecurePasswordService&, Uuid invocationID);
+        bool dismissesThePrompt; // a screen lock leaves it to the user
+    };
+    const Row rows[] = {
+        {"cancelInvocation", [](auto& s, Uuid id) { s.cancelInvocation(id); }, true},
+        {"cancelAll", [](auto& s, Uuid) { s.cancelAll(); }, true},
+        {"forgetReusableCredential", [](auto& s, Uuid) { s.forgetReusableCredential(); }, false},
+    };
+    for (const auto& row : rows) {
+        for (bool approvedFirst : {false, true}) {
+            SCOPED_TRACE(testing::Message() << row.name << ", approved first: " << approvedFirst);
+            const auto invocation = Uuid::random();
+            auto probe = start(service.beginInvocation(invocation));
+            ASSERT_TRUE(factory.last().isPromptUp());
+            if (approvedFirst) {
+                factory.last().approvePrompt(); // the reply is on its way
+            }
+            row.cancel(service, invocation);
+            EXPECT_EQ(factory.last().isPromptUp(), !approvedFirst && !row.dismissesThePrompt);
+            if (factory.last().isPromptUp()) {
+                factory.last().approvePrompt();
+            }
+            settle();
+            EXPECT_EQ(outcome(probe), cancelled);
+            EXPECT_TRUE(factory.last().invalidated);
+            EXPECT_FALSE(service.hasReusableCredential());
+            EXPECT_EQ(service.liveRecordCount(), 0U);
+        }
     }
 }
 
-TEST_F(PromptUpTest, ANewerInvocationWaitsForTheGateAndTheOldOneEndsCancelled) {
-    TaskProbe<InvocationSession> older(executor, service.beginInvocation(invocation));
-    executor.runUntilIdle();
-    const auto newer = Uuid::random();
-    TaskProbe<InvocationSession> newerProbe(executor, service.beginInvocation(newer));
-    executor.runUntilIdle();
-    EXPECT_EQ(prompts(), 1U) << "one prompt at a time";
+TEST_F(PromptUpTest, ASettingsPromptEndsCancelledWhenEverythingIsCancelledOrTheScreenLocks) {
+    auto probe = start(service.authorizeSettings(SettingsOperation::catalogMutation()));
+    EXPECT_EQ(factory.last().reasons,
+              std::vector<std::string>{"Authorize this password settings change."});
+    service.cancelAll();
+    settle();
+    EXPECT_EQ(outcome(probe), cancelled);
 
-    service.cancelInvocation(invocation);
-    executor.runUntilIdle();
-    EXPECT_TRUE(older.threw<BiometricAuthenticationError>());
+    probe = start(service.authorizeSettings(SettingsOperation::catalogMutation()));
+    service.forgetReusableCredential();
+    factory.last().approvePrompt();
+    settle();
+    EXPECT_EQ(outcome(probe), cancelled);
+    EXPECT_TRUE(factory.last().invalidated);
+    EXPECT_EQ(service.liveRecordCount(), 0U);
+}
+
+// An invocation cancelled while it waits for the gate has no record yet; once it gets the gate
+// it must neither prompt nor take over the approval that the operation ahead of it left.
+TEST_F(PromptUpTest, AnInvocationCancelledWhileWaitingForTheGateNeitherPromptsNorReuses) {
+    enum class Cancel { invocation, task, all };
+    for (bool behindSettings : {true, false}) {
+        for (auto how : {Cancel::invocation, Cancel::task, Cancel::all}) {
+            SCOPED_TRACE(testing::Message() << "behind settings: " << behindSettings
+                                            << ", cancel: " << static_cast<int>(how));
+            factory.made.clear();
+            auto ahead =
+                start(behindSettings
+                          ? discard(service.authorizeSettings(SettingsOperation::catalogMutation()))
+                          : discard(service.beginInvocation(Uuid::random())));
+            const auto waiter = Uuid::random();
+            auto waiting = start(service.beginInvocation(waiter));
+            ASSERT_EQ(prompts(), 1U) << "one prompt at a time";
+
+            if (how == Cancel::invocation) {
+                service.cancelInvocation(waiter);
+            } else if (how == Cancel::task) {
+                waiting.cancel();
+            } else {
+                service.cancelAll();
+            }
+            if (factory.last().isPromptUp()) {
+                factory.last().approvePrompt();
+            }
+            settle();
+            EXPECT_EQ(outcome(waiting), cancelled);
+            EXPECT_EQ(prompts(), 1U);
+            const bool aheadStands = how != Cancel::all;
+            EXPECT_EQ(outcome(ahead), aheadStands ? ok : cancelled);
+            EXPECT_EQ(service.liveRecordCount(), aheadStands ? 1U : 0U)
+                << "the approval ahead is still the one to spend";
+            service.cancelAll();
+        }
+    }
+}
+
+TEST_F(PromptUpTest, ANewerInvocationWaitsForTheGateThenPrompts) {
+    auto older = start(service.beginInvocation(Uuid::random()));
+    const auto newer = Uuid::random();
+    auto newerProbe = start(service.beginInvocation(newer));
+    factory.last().failPrompt(BiometricErrorCode::userCancel);
+    settle();
+    EXPECT_EQ(outcome(older), cancelled);
     ASSERT_EQ(prompts(), 2U);
     factory.last().approvePrompt();
-    executor.runUntilIdle();
-    ASSERT_TRUE(newerProbe.succeeded());
+    settle();
+    ASSERT_EQ(outcome(newerProbe), ok);
     EXPECT_EQ(newerProbe.value().invocationID, newer);
-}
-
-TEST_F(PromptUpTest, AnInvocationCancelledWhileWaitingForTheGateShowsNoPrompt) {
-    TaskProbe<SettingsAuthorization> settings(
-        executor, service.authorizeSettings(SettingsOperation::catalogMutation()));
-    TaskProbe<InvocationSession> waiting(executor, service.beginInvocation(invocation));
-    executor.runUntilIdle();
-    ASSERT_EQ(prompts(), 1U);
-    service.cancelAll(); // dismisses the settings prompt; the invocation never prompts
-    executor.runUntilIdle();
-    EXPECT_TRUE(settings.threw<BiometricAuthenticationError>());
-    EXPECT_TRUE(waiting.threw<BiometricAuthenticationError>());
-    EXPECT_EQ(prompts(), 1U);
-
-    TaskProbe<InvocationSession> cancelledFirst(executor, service.beginInvocation(invocation));
-    cancelledFirst.cancel();
-    executor.runUntilIdle();
-    EXPECT_TRUE(cancelledFirst.threw<BiometricAuthenticationError>());
-    EXPECT_EQ(prompts(), 1U);
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-}
-
-TEST_F(PromptUpTest, CancelAllDismissesASettingsPrompt) {
-    TaskProbe<SettingsAuthorization> probe(
-        executor, service.authorizeSettings(SettingsOperation::catalogMutation()));
-    executor.runUntilIdle();
-    EXPECT_EQ(factory.last().reasons,
-              (std::vector<std::string>{"Authorize this password settings change."}));
-    service.cancelAll();
-    executor.runUntilIdle();
-    EXPECT_TRUE(probe.threw<BiometricAuthenticationError>());
-    EXPECT_EQ(service.liveRecordCount(), 0U);
 }
 
 class SettingsTransactionTest : public SecurePasswordServiceTest {
 protected:
-    // A commit that fails `failures` times, recording whether the gate was held meanwhile.
-    SecurePasswordService::MetadataCommit commit(int failures = 0) {
-        return [this, failures]() -> Task<void> { return runCommit(failures); };
+    // A commit that throws `failure` when one is given, noting whether the gate was held.
+    SecurePasswordService::MetadataCommit commit(std::exception_ptr failure = nullptr) {
+        return [this, failure]() -> Task<void> { return runCommit(failure); };
     }
-    Task<void> runCommit(int failures) {
+    Task<void> runCommit(std::exception_ptr failure) {
         ++commits;
         gateHeldDuringCommit = service.isGateHeld();
-        if (commits <= failures) {
-            throw CatalogWriteError();
+        if (failure) {
+            std::rethrow_exception(failure);
         }
         co_return;
     }
-    template <class Operation>
-    std::string run(Operation operation) {
-        return errorOf([&] { test::runTask(executor, operation()); });
+    static SettingsOperation operation(Kind kind, const Uuid& entryID) {
+        switch (kind) {
+        case Kind::addSecret:
+            return SettingsOperation::addSecret(entryID);
+        case Kind::replaceSecret:
+            return SettingsOperation::replaceSecret(entryID);
+        case Kind::repairSecret:
+            return SettingsOperation::repairSecret(entryID);
+        case Kind::deleteSecret:
+            return SettingsOperation::deleteSecret(entryID);
+        case Kind::catalogMutation:
+            break;
+        }
+        return SettingsOperation::catalogMutation();
+    }
+    // Spends `authorization` on a change of `kind` to the entry.
+    Task<void> change(Kind kind, SettingsAuthorization authorization,
+                      SecurePasswordService::MetadataCommit commitMetadata) {
+        switch (kind) {
+        case Kind::addSecret:
+            return service.addSecret(secretBytes("new"), entry, authorization, commitMetadata);
+        case Kind::replaceSecret:
+            return service.replaceSecret(secretBytes("new"), entry, authorization, commitMetadata);
+        case Kind::repairSecret:
+            return service.repairSecret(secretBytes("new"), entry, authorization, commitMetadata);
+        case Kind::deleteSecret:
+            return service.deleteSecret(entry, authorization);
+        case Kind::catalogMutation:
+            break;
+        }
+        return service.consumeCatalogMutationAuthorization(authorization);
+    }
+    Task<void> change(Kind kind, SecurePasswordService::MetadataCommit commitMetadata = {}) {
+        return change(kind, authorize(operation(kind, entry)),
+                      commitMetadata ? std::move(commitMetadata) : commit());
+    }
+    // The item each change starts from.
+    void prepare(Kind kind) {
+        keychain.items.clear();
+        if (kind == Kind::replaceSecret || kind == Kind::deleteSecret) {
+            storeItem("old");
+        }
+        commits = 0;
+        gateHeldDuringCommit = false;
     }
 
     int commits = 0;
     bool gateHeldDuringCommit = false;
 };
 
-TEST_F(SettingsTransactionTest, AddCreatesAProtectedItemThenCommitsUnderTheGate) {
-    auto authorization = authorize(SettingsOperation::addSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.addSecret(secretBytes("s3cret"), entry, authorization, commit());
-              }),
-              "no error");
-    EXPECT_TRUE(itemHolds(entry, "s3cret"));
+TEST_F(SettingsTransactionTest, EachChangeDoesItsKeychainStepThenCommitsUnderTheGate) {
+    const std::pair<Kind, std::string> rows[] = {{Kind::addSecret, "new"},
+                                                 {Kind::replaceSecret, "new"},
+                                                 {Kind::repairSecret, "new"},
+                                                 {Kind::deleteSecret, "none"}};
+    for (const auto& [kind, after] : rows) {
+        SCOPED_TRACE(static_cast<int>(kind));
+        prepare(kind);
+        EXPECT_EQ(run(change(kind)), ok);
+        EXPECT_EQ(item(), after);
+        EXPECT_EQ(commits, kind == Kind::deleteSecret ? 0 : 1);
+        EXPECT_EQ(gateHeldDuringCommit, commits == 1);
+        EXPECT_EQ(service.liveRecordCount(), 0U);
+        EXPECT_TRUE(factory.last().invalidated);
+    }
+    EXPECT_EQ(keychain.items.size(), 0U);
+    prepare(Kind::addSecret);
+    EXPECT_EQ(run(change(Kind::addSecret)), ok);
     EXPECT_TRUE(keychain.items.begin()->second.accessControl.has_value());
-    EXPECT_EQ(commits, 1);
-    EXPECT_TRUE(gateHeldDuringCommit);
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-    EXPECT_TRUE(factory.last().invalidated);
+    // Replacing a missing item changes nothing.
+    prepare(Kind::repairSecret);
+    EXPECT_EQ(run(change(Kind::replaceSecret)), SecretStoreError::itemNotFound().description());
+    EXPECT_EQ(item(), "none");
+    EXPECT_EQ(commits, 0);
 }
 
-TEST_F(SettingsTransactionTest, AFailedCommitUndoesTheKeychainStepWithTheStillValidApproval) {
-    auto authorization = authorize(SettingsOperation::addSecret(entry));
-    EXPECT_EQ(
-        run([&] { return service.addSecret(secretBytes("new"), entry, authorization, commit(1)); }),
-        "The catalog could not be written.");
-    EXPECT_FALSE(hasItem(entry));
-
-    storeItem(entry, "old");
-    authorization = authorize(SettingsOperation::replaceSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.replaceSecret(secretBytes("new"), entry, authorization, commit(2));
-              }),
-              "The catalog could not be written.");
-    EXPECT_TRUE(itemHolds(entry, "old"));
-
-    keychain.items.clear();
-    authorization = authorize(SettingsOperation::repairSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.repairSecret(secretBytes("new"), entry, authorization, commit(3));
-              }),
-              "The catalog could not be written.");
-    EXPECT_FALSE(hasItem(entry));
-    EXPECT_EQ(service.liveRecordCount(), 0U);
+// A commit that fails, also by being cancelled, undoes the Keychain step with the approval that
+// is still valid, and its error passes through.
+TEST_F(SettingsTransactionTest, AFailedOrCancelledCommitUndoesTheKeychainStep) {
+    const std::pair<std::exception_ptr, std::string> failures[] = {
+        {std::make_exception_ptr(CatalogWriteError()), CatalogWriteError().description()},
+        {std::make_exception_ptr(CancelledError()), CancelledError().what()}};
+    for (const auto& [failure, expected] : failures) {
+        for (auto kind : {Kind::addSecret, Kind::replaceSecret, Kind::repairSecret}) {
+            SCOPED_TRACE(testing::Message() << expected << ", kind: " << static_cast<int>(kind));
+            prepare(kind);
+            const auto before = item();
+            EXPECT_EQ(run(change(kind, commit(failure))), expected);
+            EXPECT_EQ(item(), before);
+            EXPECT_EQ(commits, 1);
+            EXPECT_EQ(service.liveRecordCount(), 0U);
+        }
+    }
 }
 
 TEST_F(SettingsTransactionTest, ACommitAndRollbackThatBothFailReportBoth) {
     keychain.statusMessages[-25291] = "No keychain is available.";
-    auto authorization = authorize(SettingsOperation::addSecret(entry));
+    prepare(Kind::addSecret);
     keychain.script({});           // the create succeeds
     keychain.scriptStatus(-25291); // the delete that should undo it fails
-    EXPECT_EQ(
-        run([&] { return service.addSecret(secretBytes("new"), entry, authorization, commit(1)); }),
-        "The password change could not be recorded, and cleanup also failed. "
-        "Metadata: The catalog could not be written. The Keychain operation failed (status "
-        "-25291): No keychain is available.");
+    auto probe =
+        start(change(Kind::addSecret, commit(std::make_exception_ptr(CatalogWriteError()))));
+    ASSERT_TRUE(probe.threw<SettingsTransactionError>());
+    EXPECT_NE(outcome(probe).find(CatalogWriteError().description()), std::string::npos);
+    EXPECT_NE(outcome(probe).find(
+                  SecretStoreError::keychain(-25291, "No keychain is available.").description()),
+              std::string::npos);
 }
 
-TEST_F(SettingsTransactionTest, ReplacingAMissingItemChangesNothing) {
-    auto authorization = authorize(SettingsOperation::replaceSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.replaceSecret(secretBytes("new"), entry, authorization, commit());
-              }),
-              "The saved password is missing. Replace it in Settings.");
-    EXPECT_FALSE(hasItem(entry));
-    EXPECT_EQ(commits, 0);
+// Cancelling the approval, or everything, while a Keychain step runs: the step is undone and
+// the change refused, except a deletion, which has nothing to go back to and stands.
+TEST_F(SettingsTransactionTest, ACancellationDuringTheKeychainStepsUndoesThemOrLetsADeletionStand) {
+    for (bool all : {false, true}) {
+        for (auto kind :
+             {Kind::addSecret, Kind::replaceSecret, Kind::repairSecret, Kind::deleteSecret}) {
+            for (int callsBefore = 0;; ++callsBefore) {
+                SCOPED_TRACE(testing::Message()
+                             << "all: " << all << ", kind: " << static_cast<int>(kind)
+                             << ", after Keychain calls: " << callsBefore);
+                prepare(kind);
+                const auto before = item();
+                const auto authorization = authorize(operation(kind, entry));
+                holdKeychain = true;
+                auto probe = start(change(kind, authorization, commit()));
+                for (int call = 0; call < callsBefore; ++call) {
+                    finishKeychainCall();
+                }
+                holdKeychain = false;
+                if (probe.finished()) {
+                    break; // no Keychain step left to cancel during
+                }
+                if (all) {
+                    service.cancelAll();
+                } else {
+                    service.cancelSettingsAuthorization(authorization);
+                }
+                settle();
+                const bool deletion = kind == Kind::deleteSecret;
+                EXPECT_EQ(outcome(probe), deletion ? ok : invalidSession);
+                EXPECT_EQ(item(), deletion ? "none" : before);
+                EXPECT_EQ(commits, 0);
+                EXPECT_EQ(service.liveRecordCount(), 0U);
+            }
+        }
+    }
 }
 
 TEST_F(SettingsTransactionTest, AnApprovalServesExactlyItsOperationOnce) {
-    const auto other = Uuid::random();
-    storeItem(entry, "old");
+    storeItem("old");
     auto authorization = authorize(SettingsOperation::replaceSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.replaceSecret(secretBytes("x"), other, authorization, commit());
-              }),
-              invalidSessionText);
-    EXPECT_EQ(service.liveRecordCount(), 0U);
+    EXPECT_EQ(run(service.replaceSecret(secretBytes("x"), Uuid::random(), authorization, commit())),
+              invalidSession);
+    EXPECT_EQ(service.liveRecordCount(), 0U) << "an approval offered for another change is dropped";
 
     authorization = authorize(SettingsOperation::deleteSecret(entry));
-    EXPECT_EQ(run([&] { return service.deleteSecret(entry, authorization); }), "no error");
-    EXPECT_FALSE(hasItem(entry));
-    EXPECT_EQ(run([&] { return service.deleteSecret(entry, authorization); }), invalidSessionText);
+    EXPECT_EQ(run(service.deleteSecret(entry, authorization)), ok);
+    EXPECT_EQ(run(service.deleteSecret(entry, authorization)), invalidSession);
 
     authorization = authorize(SettingsOperation::catalogMutation());
     executor.advance(31s);
-    EXPECT_EQ(run([&] { return service.consumeCatalogMutationAuthorization(authorization); }),
-              invalidSessionText);
+    EXPECT_EQ(run(service.consumeCatalogMutationAuthorization(authorization)), invalidSession);
     authorization = authorize(SettingsOperation::catalogMutation());
-    EXPECT_EQ(run([&] { return service.consumeCatalogMutationAuthorization(authorization); }),
-              "no error");
-    service.cancelSettingsAuthorization(authorize(SettingsOperation::catalogMutation()));
+    service.cancelSettingsAuthorization(authorization);
+    EXPECT_EQ(run(service.consumeCatalogMutationAuthorization(authorization)), invalidSession);
     EXPECT_EQ(service.liveRecordCount(), 0U);
 }
 
 TEST_F(SettingsTransactionTest, ASettingsAuthorizationEndsReuseAndDropsInvocations) {
-    const auto session = begin(invocation);
-    EXPECT_TRUE(service.hasReusableCredential());
+    const auto session = begin();
     authorize(SettingsOperation::catalogMutation());
     EXPECT_FALSE(service.hasReusableCredential());
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), invalidSessionText);
-    begin(Uuid::random());
+    EXPECT_EQ(run(consume(session)), invalidSession);
+    begin();
     EXPECT_EQ(prompts(), 3U);
-}
-
-TEST_F(SettingsTransactionTest, ExistenceChecksNeverPrompt) {
-    storeItem(entry, "x");
-    EXPECT_TRUE(test::runTask(executor, service.containsSecret(entry)));
-    EXPECT_FALSE(test::runTask(executor, service.containsSecret(Uuid::random())));
-    EXPECT_EQ(prompts(), 0U);
-}
-
-TEST_F(SettingsTransactionTest, AKeychainStepFinishingAfterACancellationIsUndone) {
-    test::ManualQueue slowQueue;
-    SecretStore slowStore{keychain, slowQueue};
-    SecurePasswordService slowService{factory, slowStore, executor};
-    storeItem(entry, "old");
-    const auto authorization = test::runTask(
-        executor, slowService.authorizeSettings(SettingsOperation::replaceSecret(entry)));
-    TaskProbe<void> replace(
-        executor, slowService.replaceSecret(secretBytes("new"), entry, authorization, commit()));
-    executor.runUntilIdle();
-    slowQueue.runAll(); // the old value is read
-    executor.runUntilIdle();
-    ASSERT_EQ(slowQueue.pendingCount(), 1U) << "the new value is being written";
-    slowService.cancelAll();
-    while (slowQueue.runAll() > 0) {
-        executor.runUntilIdle();
-    }
-    EXPECT_EQ(errorOf([&] { std::rethrow_exception(replace.error()); }), invalidSessionText);
-    EXPECT_TRUE(itemHolds(entry, "old"));
-    EXPECT_EQ(commits, 0);
-    EXPECT_FALSE(slowService.isGateHeld());
+    // Existence checks need no approval and never prompt.
+    storeItem("x");
+    EXPECT_TRUE(value(service.containsSecret(entry)));
+    EXPECT_FALSE(value(service.containsSecret(Uuid::random())));
+    EXPECT_EQ(prompts(), 3U);
 }
 
 TEST_F(SettingsTransactionTest, NoLogLineCarriesAPassword) {
     test::LogCapture log;
-    storeItem(entry, "old-secret");
-    auto authorization = authorize(SettingsOperation::replaceSecret(entry));
-    run([&] {
-        return service.replaceSecret(secretBytes("new-secret"), entry, authorization, commit(1));
-    });
+    storeItem("old-secret");
+    run(service.replaceSecret(secretBytes("new-secret"), entry,
+                              authorize(SettingsOperation::replaceSecret(entry)),
+                              commit(std::make_exception_ptr(CatalogWriteError()))));
     const auto other = Uuid::random();
-    authorization = authorize(SettingsOperation::addSecret(other));
     keychain.scriptStatus(-25291);
-    run([&] {
-        return service.addSecret(secretBytes("added-secret"), other, authorization, commit());
-    });
-    consume(begin(invocation), entry);
-    errorOf([&] { consume(begin(Uuid::random()), Uuid::random()); });
+    run(service.addSecret(secretBytes("added-secret"), other,
+                          authorize(SettingsOperation::addSecret(other)), commit()));
+    run(consume(begin()));
+    run(service.consumeSelectedEntry(begin(), Uuid::random(), PasswordAction::copy));
 
     const auto records = log.records();
     ASSERT_GE(records.size(), 2U);
