@@ -104,12 +104,12 @@ protected:
     void storeItem(std::string_view password) {
         keychain.items[{store.service(), entry.toString()}] = {secretBytes(password), {}};
     }
-    // The entry's stored password, "none" when it has no item.
-    std::string item() const {
+    // Whether the entry's item holds `password`, or is missing when none is given.
+    bool itemIs(std::optional<std::string_view> password) const {
         const auto found = keychain.items.find({store.service(), entry.toString()});
         return found == keychain.items.end()
-                   ? "none"
-                   : std::string(found->second.value.begin(), found->second.value.end());
+                   ? !password
+                   : password && test::sameBytes(found->second.value, *password);
     }
     std::size_t prompts() const { return factory.made.size(); }
 
@@ -136,7 +136,7 @@ TEST_F(SecurePasswordServiceTest, AnApprovalIsReusedInsideTheWindowOnly) {
     EXPECT_EQ(reused.expiresAt, first.expiresAt) << "not past the reuse window";
     const auto password = value(consume(reused));
     EXPECT_TRUE(password.secret->withUnsafeBytes(
-        [](auto bytes) { return std::string(bytes.begin(), bytes.end()) == "hunter2"; }));
+        [](auto bytes) { return test::sameBytes(bytes, "hunter2"); }));
 
     // Reuse never renews the window: it counts from the prompt.
     executor.advance(21s);
@@ -388,14 +388,16 @@ protected:
         return change(kind, authorize(operation(kind, entry)),
                       commitMetadata ? std::move(commitMetadata) : commit());
     }
-    // The item each change starts from.
-    void prepare(Kind kind) {
+    // Stores the item a change of `kind` starts from, and returns its value.
+    std::optional<std::string_view> prepare(Kind kind) {
         keychain.items.clear();
-        if (kind == Kind::replaceSecret || kind == Kind::deleteSecret) {
-            storeItem("old");
-        }
         commits = 0;
         gateHeldDuringCommit = false;
+        if (kind != Kind::replaceSecret && kind != Kind::deleteSecret) {
+            return std::nullopt;
+        }
+        storeItem("old");
+        return "old";
     }
 
     int commits = 0;
@@ -403,15 +405,16 @@ protected:
 };
 
 TEST_F(SettingsTransactionTest, EachChangeDoesItsKeychainStepThenCommitsUnderTheGate) {
-    const std::pair<Kind, std::string> rows[] = {{Kind::addSecret, "new"},
-                                                 {Kind::replaceSecret, "new"},
-                                                 {Kind::repairSecret, "new"},
-                                                 {Kind::deleteSecret, "none"}};
+    const std::pair<Kind, std::optional<std::string_view>> rows[] = {
+        {Kind::addSecret, "new"},
+        {Kind::replaceSecret, "new"},
+        {Kind::repairSecret, "new"},
+        {Kind::deleteSecret, std::nullopt}};
     for (const auto& [kind, after] : rows) {
         SCOPED_TRACE(static_cast<int>(kind));
         prepare(kind);
         EXPECT_EQ(run(change(kind)), ok);
-        EXPECT_EQ(item(), after);
+        EXPECT_TRUE(itemIs(after));
         EXPECT_EQ(commits, kind == Kind::deleteSecret ? 0 : 1);
         EXPECT_EQ(gateHeldDuringCommit, commits == 1);
         EXPECT_EQ(service.liveRecordCount(), 0U);
@@ -424,7 +427,7 @@ TEST_F(SettingsTransactionTest, EachChangeDoesItsKeychainStepThenCommitsUnderThe
     // Replacing a missing item changes nothing.
     prepare(Kind::repairSecret);
     EXPECT_EQ(run(change(Kind::replaceSecret)), SecretStoreError::itemNotFound().description());
-    EXPECT_EQ(item(), "none");
+    EXPECT_TRUE(itemIs(std::nullopt));
     EXPECT_EQ(commits, 0);
 }
 
@@ -437,10 +440,9 @@ TEST_F(SettingsTransactionTest, AFailedOrCancelledCommitUndoesTheKeychainStep) {
     for (const auto& [failure, expected] : failures) {
         for (auto kind : {Kind::addSecret, Kind::replaceSecret, Kind::repairSecret}) {
             SCOPED_TRACE(testing::Message() << expected << ", kind: " << static_cast<int>(kind));
-            prepare(kind);
-            const auto before = item();
+            const auto before = prepare(kind);
             EXPECT_EQ(run(change(kind, commit(failure))), expected);
-            EXPECT_EQ(item(), before);
+            EXPECT_TRUE(itemIs(before));
             EXPECT_EQ(commits, 1);
             EXPECT_EQ(service.liveRecordCount(), 0U);
         }
@@ -471,8 +473,7 @@ TEST_F(SettingsTransactionTest, ACancellationDuringTheKeychainStepsUndoesThemOrL
                 SCOPED_TRACE(testing::Message()
                              << "all: " << all << ", kind: " << static_cast<int>(kind)
                              << ", after Keychain calls: " << callsBefore);
-                prepare(kind);
-                const auto before = item();
+                const auto before = prepare(kind);
                 const auto authorization = authorize(operation(kind, entry));
                 holdKeychain = true;
                 auto probe = start(change(kind, authorization, commit()));
@@ -491,7 +492,7 @@ TEST_F(SettingsTransactionTest, ACancellationDuringTheKeychainStepsUndoesThemOrL
                 settle();
                 const bool deletion = kind == Kind::deleteSecret;
                 EXPECT_EQ(outcome(probe), deletion ? ok : invalidSession);
-                EXPECT_EQ(item(), deletion ? "none" : before);
+                EXPECT_TRUE(itemIs(deletion ? std::nullopt : before));
                 EXPECT_EQ(commits, 0);
                 EXPECT_EQ(service.liveRecordCount(), 0U);
             }

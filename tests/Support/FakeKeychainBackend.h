@@ -3,6 +3,7 @@
 #include "Storage/KeychainBackend.h"
 #include "Storage/SecretStoreError.h"
 
+#include <algorithm>
 #include <deque>
 #include <map>
 #include <ostream>
@@ -29,8 +30,8 @@ inline SecretBytes secretBytes(std::string_view text) {
 }
 
 // Compares without printing: use as EXPECT_TRUE(sameBytes(...)).
-inline bool sameBytes(const SecretBytes& bytes, std::string_view text) {
-    return bytes == secretBytes(text);
+inline bool sameBytes(std::span<const std::uint8_t> bytes, std::string_view text) {
+    return std::ranges::equal(bytes, text, {}, {}, [](char c) { return std::uint8_t(c); });
 }
 
 class FakeAuthenticationContext final : public AuthenticationContext {
