@@ -1,10 +1,11 @@
 #include "Security/BiometricAuthenticationError.h"
-#include "Security/BiometricContextCreating.h"
 #include "Support/FakeBiometrics.h"
 #include "Support/ManualExecutor.h"
 #include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
+#include <map>
+#include <set>
 
 namespace kestrelle {
 
@@ -14,99 +15,65 @@ void PrintTo(const BiometricAuthenticationError& error, std::ostream* out) {
 
 namespace {
 
-using test::FakeBiometricContext;
-using test::FakeBiometricContextFactory;
-using test::FakePromptOutcome;
-using test::ManualExecutor;
-using test::TaskProbe;
+using Availability = BiometricAvailability;
 using Error = BiometricAuthenticationError;
 
-std::optional<Error> errorOf(const TaskProbe<void>& probe) {
-    try {
-        std::rethrow_exception(probe.error());
-    } catch (const Error& error) {
-        return error;
-    } catch (...) {
-        return std::nullopt;
+// The availability check and a refused evaluation read the platform's codes alike: only the
+// three biometry states make `unavailable`; every kind of cancellation, the fallback button
+// included, is `cancelled`; anything else fails, or makes biometrics unsupported.
+TEST(BiometricMappingTest, PlatformCodesMapToTheFewCasesTheUserSees) {
+    const std::set<std::int64_t> cancellations{-2, -3, -4, -9, -10};
+    const std::map<std::int64_t, Availability> biometryStates{{-6, Availability::unavailable()},
+                                                              {-7, Availability::notEnrolled()},
+                                                              {-8, Availability::lockedOut()}};
+    for (std::int64_t value : {-1, -2, -3, -4, -5, -6, -7, -8, -9, -10, -11, -1004, 0, 1}) {
+        SCOPED_TRACE(value);
+        const auto code = static_cast<BiometricErrorCode>(value);
+        const auto availability = Availability::from({false, BiometryType::touchID, code});
+        const auto error = Error::fromEvaluationFailure(code);
+        if (const auto state = biometryStates.find(value); state != biometryStates.end()) {
+            EXPECT_EQ(availability, state->second);
+            EXPECT_EQ(error, Error::unavailable(state->second));
+        } else {
+            EXPECT_EQ(availability, Availability::unsupported());
+            EXPECT_EQ(error, cancellations.contains(value) ? Error::cancelled() : Error::failed());
+        }
+    }
+    EXPECT_EQ(Error::fromEvaluationFailure(std::nullopt), Error::failed());
+    EXPECT_EQ(Availability::from({false, BiometryType::touchID, std::nullopt}),
+              Availability::unsupported());
+    // An evaluable policy names its sensor; none, or one this code does not know, is unsupported.
+    EXPECT_EQ(Availability::from({true, BiometryType::faceID, std::nullopt}),
+              Availability::available(BiometricKind::faceID));
+    EXPECT_EQ(Availability::from({true, BiometryType::touchID, std::nullopt}).kind(),
+              BiometricKind::touchID);
+    for (auto type : {BiometryType::none, static_cast<BiometryType>(4)}) {
+        EXPECT_EQ(Availability::from({true, type, std::nullopt}), Availability::unsupported());
     }
 }
 
-class BiometricContextTest : public testing::Test {
-protected:
-    TaskProbe<void> evaluate(std::string reason = std::string(invocationApprovalReason)) {
-        return TaskProbe<void>(executor, context.evaluate(std::move(reason)));
-    }
-
-    ManualExecutor executor;
-    FakeBiometricContext context;
-};
-
-TEST_F(BiometricContextTest, ApprovalCompletesFromTheQueueNotInsideTheReply) {
-    context.outcome = FakePromptOutcome::hold;
-    auto probe = evaluate(std::string(settingsApprovalReason));
+TEST(BiometricContextTest, TheReplyResumesTheEvaluationFromTheQueueAsApprovalOrTypedError) {
+    test::ManualExecutor executor;
+    test::FakeBiometricContext context;
+    context.outcome = test::FakePromptOutcome::hold;
+    test::TaskProbe<void> approved(executor, context.evaluate("Reason."));
     executor.runUntilIdle();
-    ASSERT_TRUE(context.isPromptUp());
-    EXPECT_EQ(context.reasons,
-              std::vector<std::string>{"Authorize this password settings change."});
-
+    EXPECT_EQ(context.reasons, std::vector<std::string>{"Reason."});
     context.approvePrompt();
-    EXPECT_FALSE(probe.finished());
+    EXPECT_FALSE(approved.finished()) << "not inside the platform's reply";
     executor.runUntilIdle();
-    EXPECT_TRUE(probe.succeeded());
-}
+    EXPECT_TRUE(approved.succeeded());
 
-TEST_F(BiometricContextTest, RefusalsBecomeTypedErrors) {
-    context.outcome = FakePromptOutcome::fail;
-    const std::pair<std::optional<BiometricErrorCode>, Error> cases[] = {
-        {BiometricErrorCode::userCancel, Error::cancelled()},
-        {BiometricErrorCode::biometryLockout,
-         Error::unavailable(BiometricAvailability::lockedOut())},
-        {BiometricErrorCode::authenticationFailed, Error::failed()},
-        {std::nullopt, Error::failed()},
-    };
-    for (const auto& [code, expected] : cases) {
-        context.failureCode = code;
-        auto probe = evaluate();
-        executor.runUntilIdle();
-        EXPECT_EQ(errorOf(probe), expected);
-    }
-}
-
-TEST_F(BiometricContextTest, InvalidatingEndsAPromptThatIsUpAndLaterEvaluationsAsCancelled) {
-    context.outcome = FakePromptOutcome::hold;
-    auto pending = evaluate();
+    test::TaskProbe<void> refused(executor, context.evaluate("Reason."));
     executor.runUntilIdle();
-    context.invalidate();
+    context.failPrompt(BiometricErrorCode::userFallback);
     executor.runUntilIdle();
-    EXPECT_EQ(errorOf(pending), Error::cancelled());
-    EXPECT_EQ(context.authentication->invalidationCount, 1);
-
-    context.outcome = FakePromptOutcome::approve;
-    auto later = evaluate();
-    executor.runUntilIdle();
-    EXPECT_EQ(errorOf(later), Error::cancelled());
-}
-
-TEST(ApprovalContextTest, AnUnusableContextIsInvalidatedBeforeAnyPrompt) {
-    FakeBiometricContextFactory factory;
-    factory.policy = {false, BiometryType::touchID, BiometricErrorCode::biometryNotEnrolled};
+    ASSERT_TRUE(refused.threw<Error>());
     try {
-        makeApprovalContext(factory);
-        ADD_FAILURE() << "expected the context to be refused";
+        std::rethrow_exception(refused.error());
     } catch (const Error& error) {
-        EXPECT_EQ(error, Error::unavailable(BiometricAvailability::notEnrolled()));
-        EXPECT_EQ(error.description(),
-                  "Set up Touch ID or Face ID in System Settings before using passwords.");
+        EXPECT_EQ(error, Error::cancelled()) << "the fallback button counts as a cancellation";
     }
-    ASSERT_EQ(factory.made.size(), 1U);
-    EXPECT_TRUE(factory.last().invalidated);
-    EXPECT_TRUE(factory.last().reasons.empty());
-
-    factory.policy = {true, BiometryType::faceID, std::nullopt};
-    const auto usable = makeApprovalContext(factory);
-    EXPECT_EQ(usable, factory.made.back());
-    EXPECT_EQ(usable->availability(), BiometricAvailability::available(BiometricKind::faceID));
-    EXPECT_FALSE(factory.last().invalidated);
 }
 
 } // namespace
