@@ -1,7 +1,4 @@
 #include "Security/BiometricAuthenticationError.h"
-#include "Support/FakeBiometrics.h"
-#include "Support/ManualExecutor.h"
-#include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -49,30 +46,6 @@ TEST(BiometricMappingTest, PlatformCodesMapToTheFewCasesTheUserSees) {
               BiometricKind::touchID);
     for (auto type : {BiometryType::none, static_cast<BiometryType>(4)}) {
         EXPECT_EQ(Availability::from({true, type, std::nullopt}), Availability::unsupported());
-    }
-}
-
-TEST(BiometricContextTest, TheReplyResumesTheEvaluationFromTheQueueAsApprovalOrTypedError) {
-    test::ManualExecutor executor;
-    test::FakeBiometricContext context;
-    context.outcome = test::FakePromptOutcome::hold;
-    test::TaskProbe<void> approved(executor, context.evaluate("Reason."));
-    executor.runUntilIdle();
-    EXPECT_EQ(context.reasons, std::vector<std::string>{"Reason."});
-    context.approvePrompt();
-    EXPECT_FALSE(approved.finished()) << "not inside the platform's reply";
-    executor.runUntilIdle();
-    EXPECT_TRUE(approved.succeeded());
-
-    test::TaskProbe<void> refused(executor, context.evaluate("Reason."));
-    executor.runUntilIdle();
-    context.failPrompt(BiometricErrorCode::userFallback);
-    executor.runUntilIdle();
-    ASSERT_TRUE(refused.threw<Error>());
-    try {
-        std::rethrow_exception(refused.error());
-    } catch (const Error& error) {
-        EXPECT_EQ(error, Error::cancelled()) << "the fallback button counts as a cancellation";
     }
 }
 
