@@ -1,10 +1,8 @@
 #include "Security/ExclusiveOperationGate.h"
 
-#include "Security/BiometricReuseWindow.h"
 #include "Support/ManualExecutor.h"
 #include "Support/TaskProbe.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
@@ -67,18 +65,6 @@ TEST(ExclusiveOperationGateTest, TheGuardReleasesOnErrorsCancellationAndTeardown
     }
     EXPECT_FALSE(gate.isHeld());
     EXPECT_EQ(gate.waiterCount(), 0U);
-}
-
-TEST(BiometricReuseWindowTest, OnlyTheSevenWindowsExistInAscendingOrder) {
-    EXPECT_EQ(allBiometricReuseWindows.front(), BiometricReuseWindow::thirtySeconds);
-    EXPECT_TRUE(std::ranges::is_sorted(allBiometricReuseWindows));
-    for (auto window : allBiometricReuseWindows) {
-        EXPECT_EQ(biometricReuseWindowFromRawValue(rawValue(window)), window);
-        EXPECT_FALSE(title(window).empty());
-    }
-    for (std::int64_t other : {0, -30, 45, 31, 1799, 3600}) {
-        EXPECT_FALSE(biometricReuseWindowFromRawValue(other)) << other;
-    }
 }
 
 } // namespace

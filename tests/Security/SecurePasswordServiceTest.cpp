@@ -210,12 +210,8 @@ TEST_F(SecurePasswordServiceTest, UnusableBiometricsFailBeforeAnyPrompt) {
     EXPECT_EQ(service.availability(), BiometricAvailability::notEnrolled());
 }
 
-class PromptUpTest : public SecurePasswordServiceTest {
-protected:
-    void SetUp() override { factory.outcome = test::FakePromptOutcome::hold; }
-};
-
-TEST_F(PromptUpTest, ACancellationWhileThePromptIsUpEndsItCancelledEvenIfApproved) {
+TEST_F(SecurePasswordServiceTest, ACancellationWhileThePromptIsUpEndsItCancelledEvenIfApproved) {
+    factory.outcome = test::FakePromptOutcome::hold;
     struct Row {
         const char* name;
         void (*cancel)(SecurePasswordService&, Uuid invocationID);
@@ -261,7 +257,9 @@ TEST_F(PromptUpTest, ACancellationWhileThePromptIsUpEndsItCancelledEvenIfApprove
 // An invocation waits for the gate behind a settings prompt, or behind another invocation's
 // prompt whose approval it would reuse. Cancelled meanwhile, it has no record yet; it must
 // then neither prompt nor take over the approval ahead of it.
-TEST_F(PromptUpTest, AnInvocationCancelledWhileWaitingForTheGateNeitherPromptsNorReuses) {
+TEST_F(SecurePasswordServiceTest,
+       AnInvocationCancelledWhileWaitingForTheGateNeitherPromptsNorReuses) {
+    factory.outcome = test::FakePromptOutcome::hold;
     enum class Cancel { none, invocation, task, all };
     for (bool behindSettings : {true, false}) {
         for (auto how : {Cancel::none, Cancel::invocation, Cancel::task, Cancel::all}) {
@@ -308,7 +306,7 @@ protected:
         }
         co_return;
     }
-    // Spends `authorization` on `operation`, with the new value "new".
+    // Spends `authorization` on the Keychain change `operation`, with the new value "new".
     Task<void> change(const Operation& operation, SettingsAuthorization authorization,
                       SecurePasswordService::MetadataCommit commitMetadata) {
         switch (operation.kind()) {
@@ -318,12 +316,9 @@ protected:
             return service.replaceSecret(secretBytes("new"), entry, authorization, commitMetadata);
         case Operation::Kind::repairSecret:
             return service.repairSecret(secretBytes("new"), entry, authorization, commitMetadata);
-        case Operation::Kind::deleteSecret:
+        default:
             return service.deleteSecret(entry, authorization);
-        case Operation::Kind::catalogMutation:
-            break;
         }
-        return service.consumeCatalogMutationAuthorization(authorization);
     }
     std::string change(const Operation& operation, std::exception_ptr commitFailure = nullptr) {
         return run(change(operation, authorize(operation), commit(commitFailure)));
