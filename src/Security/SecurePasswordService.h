@@ -113,7 +113,8 @@ private:
         std::shared_ptr<BiometricContext> context;
         WallTime promptedAt;
     };
-    // An invocation waiting for the gate, which has no record yet for a cancellation to drop.
+    // An operation waiting for the gate. An invocation's carries its identifier: it has no
+    // record yet for a cancellation to drop.
     struct WaitingInvocation {
         std::optional<Uuid> invocationID;
         bool cancelled = false;
