@@ -30,6 +30,7 @@ struct BiometricEvaluationResult {
 // while that approval may be reused, and invalidated when dropped. Only biometrics count;
 // there is no password fallback. A platform implements the virtual members and only translates;
 // the mapping of its answers lives here.
+// Real: LocalAuthenticationContext (macOS adapter). Fake: FakeBiometricContext.
 class BiometricContext {
 public:
     using EvaluationReply = std::function<void(BiometricEvaluationResult)>;

@@ -9,6 +9,7 @@ namespace kestrelle {
 // Makes fresh biometric contexts: without the password fallback button, and without the
 // platform reusing an earlier unlock on its own (reuse is the secure password service's
 // decision).
+// Real: BiometricAuthenticator (macOS adapter). Fake: FakeBiometricContextFactory.
 class BiometricContextCreating {
 public:
     virtual ~BiometricContextCreating() = default;

@@ -3,8 +3,6 @@
 #include "Runtime/Executor.h"
 #include "Runtime/Uuid.h"
 
-#include <functional>
-
 namespace kestrelle {
 
 // An approved invocation, as its coordinator holds it: spendable once, until `expiresAt`.
@@ -17,10 +15,3 @@ struct InvocationSession {
 };
 
 } // namespace kestrelle
-
-template <>
-struct std::hash<kestrelle::InvocationSession> {
-    std::size_t operator()(const kestrelle::InvocationSession& session) const noexcept {
-        return std::hash<kestrelle::Uuid>{}(session.nonce);
-    }
-};

@@ -48,7 +48,7 @@ private:
 };
 
 SecurePasswordService::SecurePasswordService(BiometricContextCreating& contextFactory,
-                                             SecretStoring& secretStore, Executor& executor)
+                                             SecretStore& secretStore, Executor& executor)
     : contextFactory_(contextFactory), secretStore_(secretStore), executor_(executor) {}
 
 SecurePasswordService::~SecurePasswordService() {
@@ -75,10 +75,8 @@ bool SecurePasswordService::isYoung(WallTime authenticatedAt) const {
 // Invocations
 
 Task<InvocationSession> SecurePasswordService::beginInvocation(Uuid invocationID) {
-    // Read before waiting for the gate: a cancellation while waiting counts too.
-    const auto generation = cancellationGeneration_;
-    auto guard = co_await operationGate_.acquire();
-    co_await throwIfCancelledSince(generation);
+    auto guard = co_await acquireGateUnlessCancelled(invocationID);
+    const auto cancellations = cancellations_.current();
     dropAllRecords();
     pruneReusableCredential();
 
@@ -101,7 +99,7 @@ Task<InvocationSession> SecurePasswordService::beginInvocation(Uuid invocationID
 
     const auto found = invocations_.find(invocationID);
     const bool replaced = found == invocations_.end() || found->second.nonce != nonce;
-    if (replaced || generation != cancellationGeneration_) {
+    if (replaced || !cancellations_.isCurrent(cancellations)) {
         // Approved, but too late: the invocation was cancelled while the prompt was up.
         dropInvocation(invocationID, nonce);
         context->invalidate();
@@ -148,47 +146,54 @@ Task<ConsumedPassword> SecurePasswordService::consumeSelectedEntry(InvocationSes
         found->second.isConsuming || !found->second.authenticatedAt) {
         throw BiometricAuthenticationError::invalidSession();
     }
-    if (!isYoung(*found->second.authenticatedAt)) {
+    const auto authenticatedAt = *found->second.authenticatedAt;
+    if (!isYoung(authenticatedAt)) {
         dropInvocation(session.invocationID, session.nonce);
         throw BiometricAuthenticationError::expired();
     }
     found->second.isConsuming = true;
     const auto context = found->second.context;
 
-    SecretBytes bytes;
+    std::shared_ptr<TransientSecret> secret;
+    std::exception_ptr readFailure;
     try {
-        bytes = co_await secretStore_.readSecret(entryID, context->authenticationContext());
-    } catch (const SecretStoreError&) {
-        // Whatever broke the read would break the next one too: ask afresh next time.
-        dropInvocation(session.invocationID, session.nonce);
-        dropReusableCredential();
-        throw;
+        auto bytes = co_await secretStore_.readSecret(entryID, context->authenticationContext());
+        secret = std::make_shared<TransientSecret>(std::move(bytes));
     } catch (...) {
-        dropInvocation(session.invocationID, session.nonce);
-        throw;
+        readFailure = std::current_exception();
     }
-    auto secret = std::make_shared<TransientSecret>(std::move(bytes));
     const auto still = invocations_.find(session.invocationID);
-    const bool active = still != invocations_.end() && still->second.nonce == session.nonce &&
-                        still->second.isConsuming;
-    dropInvocation(session.invocationID, session.nonce);
-    if (!active) {
-        // Cancelled while the Keychain call ran; the secret is wiped as it goes.
+    if (still == invocations_.end() || still->second.nonce != session.nonce) {
+        // Withdrawn while the read ran, which also made the Keychain refuse it: the withdrawal
+        // is the answer. A secret that was read is wiped as it goes.
+        if (!isYoung(authenticatedAt)) {
+            throw BiometricAuthenticationError::expired();
+        }
         throw BiometricAuthenticationError::invalidSession();
+    }
+    dropInvocation(session.invocationID, session.nonce);
+    if (readFailure) {
+        // Whatever broke the read would break the next one too: ask afresh next time.
+        dropReusableCredential();
+        std::rethrow_exception(readFailure);
     }
     co_return ConsumedPassword{entryID, action, std::move(secret)};
 }
 
 void SecurePasswordService::cancelInvocation(Uuid invocationID) {
+    for (auto& waiting : waitingInvocations_) {
+        if (waiting.invocationID == invocationID) {
+            waiting.cancelled = true;
+        }
+    }
     dropInvocation(invocationID);
 }
 
 // Settings
 
 Task<SettingsAuthorization> SecurePasswordService::authorizeSettings(SettingsOperation operation) {
-    const auto generation = cancellationGeneration_;
-    auto guard = co_await operationGate_.acquire();
-    co_await throwIfCancelledSince(generation);
+    auto guard = co_await acquireGateUnlessCancelled(std::nullopt);
+    const auto cancellations = cancellations_.current();
     dropAllRecords();
     dropReusableCredential();
 
@@ -202,7 +207,7 @@ Task<SettingsAuthorization> SecurePasswordService::authorizeSettings(SettingsOpe
         throw;
     }
     settingsPromptContext_.reset();
-    if (generation != cancellationGeneration_) {
+    if (!cancellations_.isCurrent(cancellations)) {
         context->invalidate();
         throw BiometricAuthenticationError::cancelled();
     }
@@ -351,11 +356,22 @@ Task<bool> SecurePasswordService::containsSecret(Uuid entryID) {
     co_return co_await secretStore_.containsSecret(entryID);
 }
 
-Task<void> SecurePasswordService::throwIfCancelledSince(std::uint64_t generation) {
-    const bool cancelled = co_await isCancelled();
-    if (cancelled || generation != cancellationGeneration_) {
+Task<ExclusiveOperationGate::Guard>
+SecurePasswordService::acquireGateUnlessCancelled(std::optional<Uuid> invocationID) {
+    // Taken before waiting: a cancellation while waiting counts too.
+    const auto cancellations = cancellations_.current();
+    struct Waiting {
+        std::list<WaitingInvocation>& list;
+        std::list<WaitingInvocation>::iterator entry;
+        ~Waiting() { list.erase(entry); }
+    } const waiting{waitingInvocations_,
+                    waitingInvocations_.insert(waitingInvocations_.end(), {invocationID})};
+    auto guard = co_await operationGate_.acquire();
+    const bool taskCancelled = co_await isCancelled();
+    if (taskCancelled || waiting.entry->cancelled || !cancellations_.isCurrent(cancellations)) {
         throw BiometricAuthenticationError::cancelled();
     }
+    co_return guard;
 }
 
 // Records and the reusable credential
@@ -407,7 +423,7 @@ void SecurePasswordService::dropAllRecords() {
 
 void SecurePasswordService::forgetReusableCredential() {
     // A prompt that is up (the screen was locked under it) must not turn into a new approval.
-    ++cancellationGeneration_;
+    cancellations_.advance();
     dropReusableCredential();
 }
 
@@ -415,9 +431,23 @@ void SecurePasswordService::dropReusableCredential() {
     if (reuseExpiry_) {
         executor_.cancelTimer(*std::exchange(reuseExpiry_, std::nullopt));
     }
-    if (auto credential = std::exchange(reusableCredential_, std::nullopt)) {
-        credential->context->invalidate();
+    if (!reusableCredential_) {
+        return;
     }
+    // Approvals that share the context end with it: the Keychain would refuse their reads.
+    const auto context = reusableCredential_->context;
+    std::erase_if(invocations_, [&](auto& entry) {
+        auto& record = entry.second;
+        if (record.context != context) {
+            return false;
+        }
+        if (record.expiry) {
+            executor_.cancelTimer(*record.expiry);
+        }
+        return true;
+    });
+    reusableCredential_.reset();
+    context->invalidate();
 }
 
 void SecurePasswordService::pruneReusableCredential() {
@@ -445,7 +475,7 @@ void SecurePasswordService::scheduleReuseExpiry() {
 }
 
 void SecurePasswordService::cancelAll() {
-    ++cancellationGeneration_;
+    cancellations_.advance();
     dropAllRecords();
     dropReusableCredential();
     if (auto prompt = std::exchange(settingsPromptContext_, nullptr)) {

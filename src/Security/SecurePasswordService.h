@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Runtime/Executor.h"
+#include "Runtime/Generation.h"
 #include "Runtime/Task.h"
 #include "Runtime/Uuid.h"
 #include "Security/BiometricAvailability.h"
@@ -10,11 +11,11 @@
 #include "Security/InvocationSession.h"
 #include "Security/PasswordAction.h"
 #include "Security/SettingsAuthorization.h"
-#include "Storage/SecretStoring.h"
+#include "Storage/SecretStore.h"
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -37,7 +38,7 @@ public:
     // step, in the same gate ownership, while the approval can still undo that step.
     using MetadataCommit = std::function<Task<void>()>;
 
-    SecurePasswordService(BiometricContextCreating& contextFactory, SecretStoring& secretStore,
+    SecurePasswordService(BiometricContextCreating& contextFactory, SecretStore& secretStore,
                           Executor& executor);
     SecurePasswordService(const SecurePasswordService&) = delete;
     SecurePasswordService& operator=(const SecurePasswordService&) = delete;
@@ -50,8 +51,12 @@ public:
 
     // Reuses a still-valid approval, or shows the prompt.
     Task<InvocationSession> beginInvocation(Uuid invocationID);
+    // An approval withdrawn while its read runs (cancelled, aged out, the screen locked) ends
+    // the spend as `invalidSession` or `expired`, whatever the Keychain answered.
     Task<ConsumedPassword> consumeSelectedEntry(InvocationSession session, Uuid entryID,
                                                 PasswordAction action);
+    // Also holds for an invocation still waiting for the gate: it ends `cancelled` once it gets
+    // there, without prompting or reusing an approval.
     void cancelInvocation(Uuid invocationID);
 
     // Always prompts, and ends any reuse.
@@ -75,7 +80,8 @@ public:
     // Needs no approval and never prompts.
     Task<bool> containsSecret(Uuid entryID);
 
-    // Ends reuse, and turns a prompt that is up into a cancellation.
+    // Ends reuse, with the invocation approvals that share the reused context, and turns a
+    // prompt that is up into a cancellation.
     void forgetReusableCredential();
     // Ends every approval: records, the reusable credential and any prompt that is up.
     void cancelAll();
@@ -107,6 +113,12 @@ private:
         std::shared_ptr<BiometricContext> context;
         WallTime promptedAt;
     };
+    // An operation waiting for the gate. An invocation's carries its identifier: it has no
+    // record yet for a cancellation to drop.
+    struct WaitingInvocation {
+        std::optional<Uuid> invocationID;
+        bool cancelled = false;
+    };
     class SettingsSpend;
     using KeychainUndo = std::function<Task<void>()>;
 
@@ -120,8 +132,10 @@ private:
     void pruneReusableCredential();
     void scheduleReuseExpiry();
     bool isYoung(WallTime authenticatedAt) const;
-    // A prompt must not be shown for an operation cancelled before it got the gate.
-    Task<void> throwIfCancelledSince(std::uint64_t generation);
+    // Waits for the gate. An operation cancelled meanwhile (for an invocation: by its own
+    // cancellation too) ends `cancelled` there, before it can prompt or reuse an approval.
+    Task<ExclusiveOperationGate::Guard>
+    acquireGateUnlessCancelled(std::optional<Uuid> invocationID);
 
     // Validates the approval for `operation` and marks it consuming.
     std::shared_ptr<BiometricContext>
@@ -137,7 +151,7 @@ private:
                             MetadataCommit& commitMetadata, KeychainUndo undo);
 
     BiometricContextCreating& contextFactory_;
-    SecretStoring& secretStore_;
+    SecretStore& secretStore_;
     Executor& executor_;
     ExclusiveOperationGate operationGate_;
     std::unordered_map<Uuid, InvocationRecord> invocations_;
@@ -145,7 +159,10 @@ private:
     std::optional<ReusableCredential> reusableCredential_;
     std::optional<TimerId> reuseExpiry_;
     std::chrono::duration<double> biometricReuseWindow_{30};
-    std::uint64_t cancellationGeneration_ = 0;
+    // Advanced by cancelAll and forgetReusableCredential, so that a prompt that was up, or an
+    // operation that waited for the gate, can tell.
+    Generation cancellations_;
+    std::list<WaitingInvocation> waitingInvocations_;
     // The context of a settings prompt that is up, so that cancelAll can dismiss it.
     std::shared_ptr<BiometricContext> settingsPromptContext_;
 };

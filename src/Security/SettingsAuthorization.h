@@ -2,7 +2,6 @@
 
 #include "Runtime/Uuid.h"
 
-#include <functional>
 #include <optional>
 
 namespace kestrelle {
@@ -38,10 +37,3 @@ struct SettingsAuthorization {
 };
 
 } // namespace kestrelle
-
-template <>
-struct std::hash<kestrelle::SettingsAuthorization> {
-    std::size_t operator()(const kestrelle::SettingsAuthorization& authorization) const noexcept {
-        return std::hash<kestrelle::Uuid>{}(authorization.nonce);
-    }
-};

@@ -3,7 +3,9 @@
 namespace kestrelle {
 
 // The platform's record of a biometric approval, as the Keychain takes it with a query: a
-// protected item read with an approved context needs no second prompt.
+// protected item read with an approved context needs no second prompt. A Keychain backend takes
+// only contexts of its own platform's type (see KeychainBackend).
+// Real: the native session of LocalAuthenticationContext. Fake: FakeAuthenticationContext.
 class AuthenticationContext {
 public:
     virtual ~AuthenticationContext() = default;

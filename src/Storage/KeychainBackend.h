@@ -8,8 +8,19 @@
 
 namespace kestrelle {
 
-// The platform's Keychain, one call per item operation. The item calls may block (the system
-// may show its own interface) and are made from a background queue, one at a time.
+// The platform's Keychain, one call per item operation. The item calls may block and are made
+// from a background queue, one at a time.
+// Real: KeychainBackend_mac.mm, SecretServiceBackend_linux.cpp. Fake: FakeKeychainBackend.
+//
+// Contract, held by SecretStore:
+// - Authentication contexts: a query's context comes from BiometricContext or from
+//   makeAuthenticationContext. One of a type this backend did not make is answered with
+//   `foreignAuthenticationContext` and reaches nothing; it is never left out of the query,
+//   since a query without a context may show a fresh prompt.
+// - Secret bytes: the value in a query is the core's and is wiped by it; the backend passes it
+//   to the platform without keeping a copy. Returned data is copied into `KeychainReply::data`
+//   and the platform's own buffer released before the call returns; the core then owns that
+//   buffer and wipes it after use.
 class KeychainBackend {
 public:
     virtual ~KeychainBackend() = default;

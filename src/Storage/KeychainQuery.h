@@ -72,9 +72,13 @@ struct AccessControlFailure {
 
 struct KeychainReply {
     KeychainStatus status = keychainStatus::success;
-    // The item's value, when the query asked for data and a byte buffer came back.
+    // The item's value, when the query asked for data and a byte buffer came back; the core's
+    // from now on, wiped by it.
     std::optional<SecretBytes> data;
     std::optional<AccessControlFailure> accessControlFailure;
+    // The query's authentication context was not made by this backend; nothing reached the
+    // Keychain.
+    bool foreignAuthenticationContext = false;
 };
 
 } // namespace kestrelle

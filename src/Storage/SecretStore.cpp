@@ -21,6 +21,14 @@ requireContext(const std::shared_ptr<AuthenticationContext>& context) {
     return context;
 }
 
+// The backend refused a context it did not make; the query never ran.
+KeychainReply requireOwnContext(KeychainReply reply) {
+    if (reply.foreignAuthenticationContext) {
+        throw SecretStoreError::authenticationContextUnavailable();
+    }
+    return reply;
+}
+
 // Invalidates a context when the scope ends, however it ends.
 struct InvalidateOnExit {
     std::shared_ptr<AuthenticationContext> context;
@@ -61,7 +69,7 @@ Task<KeychainReply> SecretStore::send(KeychainReply (KeychainBackend::*call)(con
     auto work = [backend = &backend_, call, query = std::move(query)] {
         return (backend->*call)(query);
     };
-    co_return co_await offload(queue_, std::move(work));
+    co_return requireOwnContext(co_await offload(queue_, std::move(work)));
 }
 
 Task<void> SecretStore::createSecret(SecretBytes data, Uuid entryID,
@@ -101,7 +109,7 @@ Task<void> SecretStore::saveSecret(SecretBytes data, Uuid entryID,
     auto update = [backend = &backend_, query = std::move(query), data = std::move(data)] {
         return backend->updateItem(query, data);
     };
-    const auto reply = co_await offload(queue_, std::move(update));
+    const auto reply = requireOwnContext(co_await offload(queue_, std::move(update)));
     if (reply.status != keychainStatus::success) {
         throw failure("update", entryID, reply.status);
     }

@@ -3,34 +3,47 @@
 #include "Runtime/AppIdentity.h"
 #include "Runtime/Logger.h"
 #include "Runtime/SerialQueue.h"
+#include "Runtime/Task.h"
+#include "Runtime/Uuid.h"
 #include "Storage/KeychainBackend.h"
 #include "Storage/SecretStoreError.h"
-#include "Storage/SecretStoring.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace kestrelle {
 
 // Keeps each entry's password in a generic-password item of the data-protection Keychain,
-// readable only with the currently enrolled biometrics. Every backend call runs on `queue`.
-class SecretStore final : public SecretStoring {
+// readable only with the currently enrolled biometrics. It never prompts: every call on a
+// protected item carries an authentication context whose approval was already given, and a
+// context that is null, or that the backend did not make, fails with
+// `authenticationContextUnavailable`. Every backend call runs on `queue`. Failures are
+// SecretStoreError. The bytes passed in and returned are SecretBytes, wiped when freed.
+class SecretStore {
 public:
     // `backend` and `queue` must outlive the store and every call made on it.
     SecretStore(KeychainBackend& backend, SerialQueue& queue,
                 std::string_view bundleIdentifier = fixedBundleIdentifier);
+    SecretStore(const SecretStore&) = delete;
+    SecretStore& operator=(const SecretStore&) = delete;
 
     // The Keychain service of every item.
     const std::string& service() const { return service_; }
 
+    // Fails with `duplicateItem` when the entry already has a password.
     Task<void> createSecret(SecretBytes data, Uuid entryID,
-                            std::shared_ptr<AuthenticationContext> context) override;
+                            std::shared_ptr<AuthenticationContext> context);
+    // Creates the item, or replaces the value of the existing one (keeping its access control).
     Task<void> saveSecret(SecretBytes data, Uuid entryID,
-                          std::shared_ptr<AuthenticationContext> context) override;
-    Task<SecretBytes> readSecret(Uuid entryID,
-                                 std::shared_ptr<AuthenticationContext> context) override;
-    Task<void> deleteSecret(Uuid entryID, std::shared_ptr<AuthenticationContext> context) override;
-    Task<bool> containsSecret(Uuid entryID) override;
+                          std::shared_ptr<AuthenticationContext> context);
+    // The stored bytes, unchecked: whether they are valid UTF-8 is for the consumer to decide.
+    Task<SecretBytes> readSecret(Uuid entryID, std::shared_ptr<AuthenticationContext> context);
+    // A missing item fails with `itemNotFound`; whether that counts as deleted is the caller's
+    // call.
+    Task<void> deleteSecret(Uuid entryID, std::shared_ptr<AuthenticationContext> context);
+    // Needs no approval and never prompts.
+    Task<bool> containsSecret(Uuid entryID);
 
 private:
     KeychainQuery baseQuery(const Uuid& entryID) const;

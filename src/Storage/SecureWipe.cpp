@@ -3,9 +3,14 @@
 
 #include "Storage/SecureWipe.h"
 
+#include <atomic>
 #include <string.h>
 
 namespace kestrelle {
+
+namespace {
+std::atomic<FreedSecretObserver> freedSecretObserver{nullptr};
+} // namespace
 
 void secureWipe(void* data, std::size_t size) noexcept {
     if (data == nullptr || size == 0) {
@@ -21,6 +26,16 @@ void secureWipe(void* data, std::size_t size) noexcept {
         bytes[index] = 0;
     }
 #endif
+}
+
+void observeFreedSecrets(FreedSecretObserver observer) noexcept {
+    freedSecretObserver.store(observer);
+}
+
+void detail::reportFreedSecret(const void* block, std::size_t size) noexcept {
+    if (const auto observer = freedSecretObserver.load()) {
+        observer(std::span(static_cast<const std::byte*>(block), size));
+    }
 }
 
 } // namespace kestrelle

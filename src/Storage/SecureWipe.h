@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <type_traits>
 #include <vector>
 
@@ -11,6 +12,15 @@ namespace kestrelle {
 // Overwrites `size` bytes at `data` with zero in a way the optimiser may not drop, even when
 // the memory is about to be freed.
 void secureWipe(void* data, std::size_t size) noexcept;
+
+// For tests: `observer` (none to stop) sees every block a WipingAllocator frees, after its wipe
+// and before it is freed. It may be called from any thread.
+using FreedSecretObserver = void (*)(std::span<const std::byte> block);
+void observeFreedSecrets(FreedSecretObserver observer) noexcept;
+
+namespace detail {
+void reportFreedSecret(const void* block, std::size_t size) noexcept;
+} // namespace detail
 
 // Wipes every block before handing it back, so a container that grows or dies leaves no copy
 // of its contents in freed memory.
@@ -28,6 +38,7 @@ public:
     T* allocate(std::size_t count) { return std::allocator<T>{}.allocate(count); }
     void deallocate(T* block, std::size_t count) noexcept {
         secureWipe(block, count * sizeof(T));
+        detail::reportFreedSecret(block, count * sizeof(T));
         std::allocator<T>{}.deallocate(block, count);
     }
 

@@ -4,7 +4,7 @@ namespace kestrelle {
 
 void TransientSecret::clear() noexcept {
     std::lock_guard guard(lock_);
-    secureWipe(storage_.data(), storage_.size());
+    // Freeing the buffer wipes all of it, through its allocator.
     SecretBytes().swap(storage_);
 }
 

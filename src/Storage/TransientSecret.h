@@ -28,7 +28,7 @@ public:
         return body(std::span<const std::uint8_t>(storage_.data(), storage_.size()));
     }
 
-    // Overwrites the bytes in place, then empties the buffer. Clearing twice is harmless.
+    // Wipes the bytes and frees them. Clearing twice is harmless.
     void clear() noexcept;
 
 private:

@@ -2,432 +2,459 @@
 
 #include "Security/BiometricAuthenticationError.h"
 #include "Security/SettingsTransactionError.h"
-#include "Storage/SecretStore.h"
 #include "Support/FakeBiometrics.h"
 #include "Support/FakeKeychainBackend.h"
-#include "Support/InlineQueue.h"
-#include "Support/LogCapture.h"
 #include "Support/ManualExecutor.h"
 #include "Support/ManualQueue.h"
 #include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 namespace kestrelle {
 namespace {
 
 using namespace std::chrono_literals;
-using test::FakeKeychainBackend;
-using test::FakePromptOutcome;
-using test::sameBytes;
 using test::secretBytes;
 using test::TaskProbe;
+using Error = BiometricAuthenticationError;
+using Operation = SettingsOperation;
 
-// A catalog write that fails with a message of its own.
-class CatalogWriteError : public KestrelleError {
-public:
-    CatalogWriteError() : KestrelleError("The catalog could not be written.") {}
-};
+const std::string ok = "ok";
+const std::string cancelled = Error::cancelled().description();
+const std::string invalidSession = Error::invalidSession().description();
+const std::string expired = Error::expired().description();
+const std::runtime_error catalogWriteError("The catalog could not be written.");
+
+// How a probed task ended: "ok", "running", or what it threw.
+template <class T>
+std::string outcome(const TaskProbe<T>& probe) {
+    if (!probe.error()) {
+        return probe.finished() ? ok : "running";
+    }
+    try {
+        std::rethrow_exception(probe.error());
+    } catch (const KestrelleError& error) {
+        return error.description();
+    } catch (const std::exception& other) {
+        return other.what();
+    }
+}
+
+template <class T>
+Task<void> discard(Task<T> task) {
+    co_await std::move(task);
+}
 
 class SecurePasswordServiceTest : public ::testing::Test {
 protected:
     void TearDown() override {
         // Whatever happened, nothing may stay behind but what a test leaves on purpose.
-        executor.runUntilIdle();
+        holdKeychain = false;
+        settle();
         EXPECT_FALSE(service.isGateHeld());
     }
 
-    void storeItem(const Uuid& id, std::string_view password) {
-        keychain.items[{store.service(), id.toString()}] = {secretBytes(password), std::nullopt};
+    // Runs the executor and, unless held, the Keychain calls, until nothing is left.
+    void settle() {
+        do {
+            executor.runUntilIdle();
+        } while (!holdKeychain && queue.runAll() > 0);
     }
-    bool itemHolds(const Uuid& id, std::string_view password) const {
-        auto found = keychain.items.find({store.service(), id.toString()});
-        return found != keychain.items.end() && sameBytes(found->second.value, password);
+    template <class T>
+    TaskProbe<T> start(Task<T> task) {
+        TaskProbe<T> probe(executor, std::move(task));
+        settle();
+        return probe;
     }
-    bool hasItem(const Uuid& id) const {
-        return keychain.items.contains({store.service(), id.toString()});
+    template <class T>
+    std::string run(Task<T> task) {
+        return outcome(start(std::move(task)));
+    }
+    template <class T>
+    T value(Task<T> task) {
+        return start(std::move(task)).value();
+    }
+    InvocationSession begin() { return value(service.beginInvocation(Uuid::random())); }
+    Task<ConsumedPassword> consume(const InvocationSession& session) {
+        return service.consumeSelectedEntry(session, entry, PasswordAction::type);
+    }
+    SettingsAuthorization authorize(Operation operation) {
+        return value(service.authorizeSettings(operation));
+    }
+    void approvePromptIfUp() {
+        if (factory.last().isPromptUp()) {
+            factory.last().approvePrompt();
+        }
+        settle();
     }
 
-    InvocationSession begin(const Uuid& invocationID) {
-        return test::runTask(executor, service.beginInvocation(invocationID));
+    void storeItem(std::string_view password) {
+        keychain.items[{store.service(), entry.toString()}] = {secretBytes(password), {}};
     }
-    ConsumedPassword consume(const InvocationSession& session, const Uuid& entryID) {
-        return test::runTask(executor,
-                             service.consumeSelectedEntry(session, entryID, PasswordAction::type));
-    }
-    SettingsAuthorization authorize(SettingsOperation operation) {
-        return test::runTask(executor, service.authorizeSettings(operation));
-    }
-    static bool secretIs(const ConsumedPassword& consumed, std::string_view expected) {
-        return consumed.secret->withUnsafeBytes([&](std::span<const std::uint8_t> bytes) {
-            return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()) ==
-                   expected;
-        });
-    }
-    template <class Call>
-    static std::string errorOf(Call&& call) {
-        try {
-            call();
-        } catch (const KestrelleError& error) {
-            return error.description();
-        }
-        return "no error";
+    // Whether the entry's item holds `password`, or is missing when none is given.
+    bool itemIs(std::optional<std::string_view> password) const {
+        const auto found = keychain.items.find({store.service(), entry.toString()});
+        return found == keychain.items.end()
+                   ? !password
+                   : password && test::sameBytes(found->second.value, *password);
     }
     std::size_t prompts() const { return factory.made.size(); }
 
     test::ManualExecutor executor;
     test::FakeBiometricContextFactory factory;
-    FakeKeychainBackend keychain;
-    test::InlineQueue queue;
+    test::FakeKeychainBackend keychain;
+    test::ManualQueue queue;
+    bool holdKeychain = false;
     SecretStore store{keychain, queue};
     SecurePasswordService service{factory, store, executor};
     const Uuid entry = Uuid::random();
-    const Uuid invocation = Uuid::random();
 };
 
-constexpr auto invalidSessionText = "This authorization is no longer valid. Start again.";
-constexpr auto expiredText = "This authorization expired. Start again.";
-
 TEST_F(SecurePasswordServiceTest, AnApprovalIsReusedInsideTheWindowOnly) {
-    storeItem(entry, "hunter2");
-    const auto first = begin(invocation);
-    EXPECT_EQ(factory.last().reasons,
-              (std::vector<std::string>{"Choose a saved password to type."}));
+    storeItem("hunter2");
+    const auto first = begin();
+    EXPECT_EQ(factory.last().reasons, std::vector<std::string>{"Choose a saved password to type."});
     EXPECT_EQ(first.expiresAt, executor.now() + 30s);
-    EXPECT_TRUE(secretIs(consume(first, entry), "hunter2"));
-
     executor.advance(10s);
-    const auto reused = begin(Uuid::random());
+    const auto reused = begin();
     EXPECT_EQ(prompts(), 1U);
     EXPECT_EQ(reused.expiresAt, first.expiresAt) << "not past the reuse window";
-    EXPECT_TRUE(secretIs(consume(reused, entry), "hunter2"));
+    const auto password = value(consume(reused));
+    EXPECT_TRUE(password.secret->withUnsafeBytes(
+        [](auto bytes) { return test::sameBytes(bytes, "hunter2"); }));
 
     // Reuse never renews the window: it counts from the prompt.
     executor.advance(21s);
     EXPECT_FALSE(service.hasReusableCredential()) << "the reuse timer prunes on its own";
-    begin(Uuid::random());
+    begin();
     EXPECT_EQ(prompts(), 2U);
-    service.cancelAll();
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-}
 
-TEST_F(SecurePasswordServiceTest, ALongerWindowKeepsTheCredentialAndShorteningItEndsReuse) {
+    // A longer window keeps the credential; shortening it ends reuse at the next prune.
     service.setBiometricReuseWindow(300s);
-    begin(invocation);
     executor.advance(60s);
-    EXPECT_EQ(begin(Uuid::random()).expiresAt, executor.now() + 30s);
-    EXPECT_EQ(prompts(), 1U);
-
-    service.setBiometricReuseWindow(30s);
-    begin(Uuid::random());
+    EXPECT_EQ(begin().expiresAt, executor.now() + 30s);
     EXPECT_EQ(prompts(), 2U);
-    EXPECT_TRUE(factory.made[0]->invalidated);
+    service.setBiometricReuseWindow(30s);
+    begin();
+    EXPECT_EQ(prompts(), 3U);
+    EXPECT_TRUE(factory.made[1]->invalidated);
 }
 
 TEST_F(SecurePasswordServiceTest, ASessionIsSpendableOnceAndOnlyWhileYoung) {
-    storeItem(entry, "hunter2");
-    auto session = begin(invocation);
+    storeItem("hunter2");
+    auto session = begin();
     executor.advance(29900ms);
-    EXPECT_TRUE(secretIs(consume(session, entry), "hunter2"));
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), invalidSessionText);
+    EXPECT_EQ(run(consume(session)), ok);
+    EXPECT_EQ(run(consume(session)), invalidSession);
 
     // The expiry timer drops an unspent record after 30 seconds.
-    session = begin(Uuid::random());
+    session = begin();
     executor.advance(31s);
     EXPECT_EQ(service.liveRecordCount(), 0U);
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), invalidSessionText);
+    EXPECT_EQ(run(consume(session)), invalidSession);
 
     // Measured on the wall clock: a clock moved forward, or back, expires the approval.
-    session = begin(Uuid::random());
-    executor.shiftWallClock(31s);
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), expiredText);
-    session = begin(Uuid::random());
-    executor.shiftWallClock(-1s);
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), expiredText);
+    for (auto shift : {31s, -1s}) {
+        session = begin();
+        executor.shiftWallClock(shift);
+        EXPECT_EQ(run(consume(session)), expired);
+    }
+
+    // A failed read ends the reuse too: whatever broke it would break the next one.
+    keychain.items.clear();
+    EXPECT_EQ(run(consume(begin())), SecretStoreError::itemNotFound().description());
+    EXPECT_FALSE(service.hasReusableCredential());
     EXPECT_EQ(service.liveRecordCount(), 0U);
 }
 
-TEST_F(SecurePasswordServiceTest, AFailedReadDropsTheRecordAndForgetsTheCredential) {
-    const auto session = begin(invocation);
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }),
-              "The saved password is missing. Replace it in Settings.");
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-    EXPECT_FALSE(service.hasReusableCredential());
-    begin(Uuid::random());
-    EXPECT_EQ(prompts(), 2U);
+// An approval withdrawn under a spend (the reuse window ended, the screen locked, the approval
+// aged out while the Keychain read ran) makes the Keychain refuse the read. That is the
+// service's own refusal, not a Keychain failure to show the user.
+TEST_F(SecurePasswordServiceTest, ASpendWhoseApprovalWasWithdrawnEndsAsTheServicesRefusal) {
+    storeItem("hunter2");
+    const auto spend = [&](const InvocationSession& session, const std::function<void()>& during) {
+        holdKeychain = true;
+        auto probe = start(consume(session));
+        during();
+        holdKeychain = false;
+        settle();
+        EXPECT_EQ(service.liveRecordCount(), 0U);
+        return outcome(probe);
+    };
+    service.setBiometricReuseWindow(300s);
+    begin();
+    executor.advance(299s);
+    const auto reused = begin();
+    executor.advance(2s);
+    EXPECT_EQ(spend(reused, [] {}), invalidSession) << "the reuse window ended";
+    service.setBiometricReuseWindow(30s);
+
+    auto session = begin();
+    service.forgetReusableCredential();
+    EXPECT_EQ(spend(session, [] {}), invalidSession) << "the screen locked";
+    EXPECT_EQ(spend(begin(), [&] { service.forgetReusableCredential(); }), invalidSession)
+        << "the screen locked during the read";
+
+    session = begin();
+    executor.advance(29s);
+    EXPECT_EQ(spend(session, [&] { executor.advance(2s); }), expired)
+        << "picked at 29 s, read until 31 s";
 }
 
 TEST_F(SecurePasswordServiceTest, UnusableBiometricsFailBeforeAnyPrompt) {
     factory.policy = {false, BiometryType::touchID, BiometricErrorCode::biometryNotEnrolled};
-    EXPECT_EQ(errorOf([&] { begin(invocation); }),
-              "Set up Touch ID or Face ID in System Settings before using passwords.");
+    EXPECT_EQ(run(service.beginInvocation(Uuid::random())),
+              Error::unavailable(BiometricAvailability::notEnrolled()).description());
     EXPECT_TRUE(factory.last().reasons.empty());
     EXPECT_TRUE(factory.last().invalidated);
     EXPECT_EQ(service.availability(), BiometricAvailability::notEnrolled());
-    EXPECT_EQ(service.liveRecordCount(), 0U);
 }
 
-class PromptUpTest : public SecurePasswordServiceTest {
-protected:
-    void SetUp() override {
-        factory.outcome = FakePromptOutcome::hold;
-        executor.runUntilIdle();
+TEST_F(SecurePasswordServiceTest, ACancellationWhileThePromptIsUpEndsItCancelledEvenIfApproved) {
+    factory.outcome = test::FakePromptOutcome::hold;
+    struct Row {
+        const char* name;
+        void (*cancel)(SecurePasswordService&, Uuid invocationID);
+        bool dismissesThePrompt; // a screen lock leaves it to the user
+    };
+    const Row rows[] = {
+        {"cancelInvocation", [](auto& s, Uuid id) { s.cancelInvocation(id); }, true},
+        {"cancelAll", [](auto& s, Uuid) { s.cancelAll(); }, true},
+        {"forgetReusableCredential", [](auto& s, Uuid) { s.forgetReusableCredential(); }, false},
+    };
+    for (const auto& row : rows) {
+        for (bool approvedFirst : {false, true}) {
+            SCOPED_TRACE(testing::Message() << row.name << ", approved first: " << approvedFirst);
+            const auto invocation = Uuid::random();
+            auto probe = start(service.beginInvocation(invocation));
+            if (approvedFirst) {
+                factory.last().approvePrompt(); // the reply is on its way
+            }
+            row.cancel(service, invocation);
+            EXPECT_EQ(factory.last().isPromptUp(), !approvedFirst && !row.dismissesThePrompt);
+            approvePromptIfUp();
+            EXPECT_EQ(outcome(probe), cancelled);
+            EXPECT_TRUE(factory.last().invalidated);
+            EXPECT_FALSE(service.hasReusableCredential());
+            EXPECT_EQ(service.liveRecordCount(), 0U);
+        }
     }
-};
 
-TEST_F(PromptUpTest, CancellingTheInvocationDismissesItsPrompt) {
-    TaskProbe<InvocationSession> probe(executor, service.beginInvocation(invocation));
-    executor.runUntilIdle();
-    ASSERT_TRUE(factory.last().isPromptUp());
-    service.cancelInvocation(invocation);
-    executor.runUntilIdle();
-    EXPECT_TRUE(probe.threw<BiometricAuthenticationError>());
-    EXPECT_FALSE(factory.last().isPromptUp());
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-}
-
-TEST_F(PromptUpTest, AnApprovalArrivingAfterACancellationIsRefused) {
-    for (auto cancel : {+[](SecurePasswordService&s, Uuid id) { s.cancelInvocation(id); },
-                        +[](SecurePasswordService&s, Uuid) { s.cancelAll(); },
-                        +[](SecurePasswordService&s, Uuid) { s.forgetReusableCredential(); }}) {
-        TaskProbe<InvocationSession> probe(executor, service.beginInvocation(invocation));
-        executor.runUntilIdle();
-        factory.last().approvePrompt(); // the reply is on its way
-        cancel(service, invocation);
-        executor.runUntilIdle();
-        ASSERT_TRUE(probe.threw<BiometricAuthenticationError>());
-        EXPECT_EQ(errorOf([&] { std::rethrow_exception(probe.error()); }),
-                  "Biometric authentication was cancelled.");
-        EXPECT_TRUE(factory.last().invalidated);
-        EXPECT_FALSE(service.hasReusableCredential());
-        EXPECT_EQ(service.liveRecordCount(), 0U);
-    }
-}
-
-TEST_F(PromptUpTest, ANewerInvocationWaitsForTheGateAndTheOldOneEndsCancelled) {
-    TaskProbe<InvocationSession> older(executor, service.beginInvocation(invocation));
-    executor.runUntilIdle();
-    const auto newer = Uuid::random();
-    TaskProbe<InvocationSession> newerProbe(executor, service.beginInvocation(newer));
-    executor.runUntilIdle();
-    EXPECT_EQ(prompts(), 1U) << "one prompt at a time";
-
-    service.cancelInvocation(invocation);
-    executor.runUntilIdle();
-    EXPECT_TRUE(older.threw<BiometricAuthenticationError>());
-    ASSERT_EQ(prompts(), 2U);
-    factory.last().approvePrompt();
-    executor.runUntilIdle();
-    ASSERT_TRUE(newerProbe.succeeded());
-    EXPECT_EQ(newerProbe.value().invocationID, newer);
-}
-
-TEST_F(PromptUpTest, AnInvocationCancelledWhileWaitingForTheGateShowsNoPrompt) {
-    TaskProbe<SettingsAuthorization> settings(
-        executor, service.authorizeSettings(SettingsOperation::catalogMutation()));
-    TaskProbe<InvocationSession> waiting(executor, service.beginInvocation(invocation));
-    executor.runUntilIdle();
-    ASSERT_EQ(prompts(), 1U);
-    service.cancelAll(); // dismisses the settings prompt; the invocation never prompts
-    executor.runUntilIdle();
-    EXPECT_TRUE(settings.threw<BiometricAuthenticationError>());
-    EXPECT_TRUE(waiting.threw<BiometricAuthenticationError>());
-    EXPECT_EQ(prompts(), 1U);
-
-    TaskProbe<InvocationSession> cancelledFirst(executor, service.beginInvocation(invocation));
-    cancelledFirst.cancel();
-    executor.runUntilIdle();
-    EXPECT_TRUE(cancelledFirst.threw<BiometricAuthenticationError>());
-    EXPECT_EQ(prompts(), 1U);
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-}
-
-TEST_F(PromptUpTest, CancelAllDismissesASettingsPrompt) {
-    TaskProbe<SettingsAuthorization> probe(
-        executor, service.authorizeSettings(SettingsOperation::catalogMutation()));
-    executor.runUntilIdle();
+    // A settings prompt likewise, for everything cancelled and for a screen lock.
+    auto settings = start(service.authorizeSettings(Operation::catalogMutation()));
     EXPECT_EQ(factory.last().reasons,
-              (std::vector<std::string>{"Authorize this password settings change."}));
+              std::vector<std::string>{"Authorize this password settings change."});
     service.cancelAll();
-    executor.runUntilIdle();
-    EXPECT_TRUE(probe.threw<BiometricAuthenticationError>());
+    settle();
+    EXPECT_EQ(outcome(settings), cancelled);
+    settings = start(service.authorizeSettings(Operation::catalogMutation()));
+    service.forgetReusableCredential();
+    approvePromptIfUp();
+    EXPECT_EQ(outcome(settings), cancelled);
     EXPECT_EQ(service.liveRecordCount(), 0U);
+}
+
+// An invocation waits for the gate behind a settings prompt, or behind another invocation's
+// prompt whose approval it would reuse. Cancelled meanwhile, it has no record yet; it must
+// then neither prompt nor take over the approval ahead of it.
+TEST_F(SecurePasswordServiceTest,
+       AnInvocationCancelledWhileWaitingForTheGateNeitherPromptsNorReuses) {
+    factory.outcome = test::FakePromptOutcome::hold;
+    enum class Cancel { none, invocation, task, all };
+    for (bool behindSettings : {true, false}) {
+        for (auto how : {Cancel::none, Cancel::invocation, Cancel::task, Cancel::all}) {
+            SCOPED_TRACE(testing::Message() << "behind settings: " << behindSettings
+                                            << ", cancel: " << static_cast<int>(how));
+            factory.made.clear();
+            auto ahead = start(
+                behindSettings ? discard(service.authorizeSettings(Operation::catalogMutation()))
+                               : discard(service.beginInvocation(Uuid::random())));
+            const auto waiter = Uuid::random();
+            auto waiting = start(service.beginInvocation(waiter));
+            ASSERT_EQ(prompts(), 1U) << "one prompt at a time";
+            if (how == Cancel::invocation) {
+                service.cancelInvocation(waiter);
+            } else if (how == Cancel::task) {
+                waiting.cancel();
+            } else if (how == Cancel::all) {
+                service.cancelAll();
+            }
+            approvePromptIfUp();
+            approvePromptIfUp(); // the waiter's own, if it may prompt
+            const bool waiterLives = how == Cancel::none;
+            EXPECT_EQ(outcome(waiting), waiterLives ? ok : cancelled);
+            EXPECT_EQ(prompts(), waiterLives && behindSettings ? 2U : 1U);
+            EXPECT_EQ(outcome(ahead), how == Cancel::all ? cancelled : ok);
+            EXPECT_EQ(service.liveRecordCount(), how == Cancel::all ? 0U : 1U)
+                << "the approval ahead is still the one to spend, unless the waiter replaced it";
+            service.cancelAll();
+        }
+    }
 }
 
 class SettingsTransactionTest : public SecurePasswordServiceTest {
 protected:
-    // A commit that fails `failures` times, recording whether the gate was held meanwhile.
-    SecurePasswordService::MetadataCommit commit(int failures = 0) {
-        return [this, failures]() -> Task<void> { return runCommit(failures); };
+    // A commit that throws `failure` when one is given.
+    SecurePasswordService::MetadataCommit commit(std::exception_ptr failure = nullptr) {
+        return [this, failure]() -> Task<void> { return runCommit(failure); };
     }
-    Task<void> runCommit(int failures) {
+    Task<void> runCommit(std::exception_ptr failure) {
         ++commits;
-        gateHeldDuringCommit = service.isGateHeld();
-        if (commits <= failures) {
-            throw CatalogWriteError();
+        EXPECT_TRUE(service.isGateHeld());
+        if (failure) {
+            std::rethrow_exception(failure);
         }
         co_return;
     }
-    template <class Operation>
-    std::string run(Operation operation) {
-        return errorOf([&] { test::runTask(executor, operation()); });
+    // Spends `authorization` on the Keychain change `operation`, with the new value "new".
+    Task<void> change(const Operation& operation, SettingsAuthorization authorization,
+                      SecurePasswordService::MetadataCommit commitMetadata) {
+        switch (operation.kind()) {
+        case Operation::Kind::addSecret:
+            return service.addSecret(secretBytes("new"), entry, authorization, commitMetadata);
+        case Operation::Kind::replaceSecret:
+            return service.replaceSecret(secretBytes("new"), entry, authorization, commitMetadata);
+        case Operation::Kind::repairSecret:
+            return service.repairSecret(secretBytes("new"), entry, authorization, commitMetadata);
+        default:
+            return service.deleteSecret(entry, authorization);
+        }
+    }
+    std::string change(const Operation& operation, std::exception_ptr commitFailure = nullptr) {
+        return run(change(operation, authorize(operation), commit(commitFailure)));
+    }
+    // Stores the item that `operation` starts from, and returns its value.
+    std::optional<std::string_view> prepare(const Operation& operation) {
+        keychain.items.clear();
+        commits = 0;
+        if (operation.kind() != Operation::Kind::replaceSecret && !isDeletion(operation)) {
+            return std::nullopt;
+        }
+        storeItem("old");
+        return "old";
+    }
+    static bool isDeletion(const Operation& operation) {
+        return operation.kind() == Operation::Kind::deleteSecret;
+    }
+    std::vector<Operation> keychainChanges() const {
+        return {Operation::addSecret(entry), Operation::replaceSecret(entry),
+                Operation::repairSecret(entry), Operation::deleteSecret(entry)};
     }
 
     int commits = 0;
-    bool gateHeldDuringCommit = false;
 };
 
-TEST_F(SettingsTransactionTest, AddCreatesAProtectedItemThenCommitsUnderTheGate) {
-    auto authorization = authorize(SettingsOperation::addSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.addSecret(secretBytes("s3cret"), entry, authorization, commit());
-              }),
-              "no error");
-    EXPECT_TRUE(itemHolds(entry, "s3cret"));
+// Each change does its Keychain step, then commits under the gate. A commit that fails, also by
+// being cancelled, undoes the step with the approval that is still valid, and its error passes
+// through. A deletion has no commit.
+TEST_F(SettingsTransactionTest, EachChangeCommitsOrUndoesItsKeychainStep) {
+    const std::pair<std::exception_ptr, std::string> commitEndings[] = {
+        {nullptr, ok},
+        {std::make_exception_ptr(catalogWriteError), catalogWriteError.what()},
+        {std::make_exception_ptr(CancelledError()), CancelledError().what()}};
+    for (const auto& operation : keychainChanges()) {
+        for (const auto& [failure, ending] : commitEndings) {
+            SCOPED_TRACE(testing::Message()
+                         << "kind " << static_cast<int>(operation.kind()) << ", " << ending);
+            const bool deletion = isDeletion(operation);
+            const auto before = prepare(operation);
+            EXPECT_EQ(change(operation, failure), deletion ? ok : ending);
+            const auto changed = deletion ? std::nullopt : std::optional("new");
+            EXPECT_TRUE(itemIs(failure && !deletion ? before : changed));
+            EXPECT_EQ(commits, deletion ? 0 : 1);
+            EXPECT_EQ(service.liveRecordCount(), 0U);
+            EXPECT_TRUE(factory.last().invalidated);
+        }
+    }
+    prepare(Operation::addSecret(entry));
+    EXPECT_EQ(change(Operation::addSecret(entry)), ok);
     EXPECT_TRUE(keychain.items.begin()->second.accessControl.has_value());
-    EXPECT_EQ(commits, 1);
-    EXPECT_TRUE(gateHeldDuringCommit);
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-    EXPECT_TRUE(factory.last().invalidated);
-}
+    // Replacing a missing item changes nothing.
+    prepare(Operation::repairSecret(entry));
+    EXPECT_EQ(change(Operation::replaceSecret(entry)),
+              SecretStoreError::itemNotFound().description());
+    EXPECT_TRUE(itemIs(std::nullopt));
+    EXPECT_EQ(commits, 0);
 
-TEST_F(SettingsTransactionTest, AFailedCommitUndoesTheKeychainStepWithTheStillValidApproval) {
-    auto authorization = authorize(SettingsOperation::addSecret(entry));
-    EXPECT_EQ(
-        run([&] { return service.addSecret(secretBytes("new"), entry, authorization, commit(1)); }),
-        "The catalog could not be written.");
-    EXPECT_FALSE(hasItem(entry));
-
-    storeItem(entry, "old");
-    authorization = authorize(SettingsOperation::replaceSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.replaceSecret(secretBytes("new"), entry, authorization, commit(2));
-              }),
-              "The catalog could not be written.");
-    EXPECT_TRUE(itemHolds(entry, "old"));
-
-    keychain.items.clear();
-    authorization = authorize(SettingsOperation::repairSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.repairSecret(secretBytes("new"), entry, authorization, commit(3));
-              }),
-              "The catalog could not be written.");
-    EXPECT_FALSE(hasItem(entry));
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-}
-
-TEST_F(SettingsTransactionTest, ACommitAndRollbackThatBothFailReportBoth) {
+    // When the undo fails as well, both failures are reported.
     keychain.statusMessages[-25291] = "No keychain is available.";
-    auto authorization = authorize(SettingsOperation::addSecret(entry));
     keychain.script({});           // the create succeeds
     keychain.scriptStatus(-25291); // the delete that should undo it fails
-    EXPECT_EQ(
-        run([&] { return service.addSecret(secretBytes("new"), entry, authorization, commit(1)); }),
-        "The password change could not be recorded, and cleanup also failed. "
-        "Metadata: The catalog could not be written. The Keychain operation failed (status "
-        "-25291): No keychain is available.");
+    const auto error =
+        change(Operation::addSecret(entry), std::make_exception_ptr(catalogWriteError));
+    EXPECT_NE(error.find(catalogWriteError.what()), std::string::npos);
+    EXPECT_NE(
+        error.find(SecretStoreError::keychain(-25291, "No keychain is available.").description()),
+        std::string::npos);
 }
 
-TEST_F(SettingsTransactionTest, ReplacingAMissingItemChangesNothing) {
-    auto authorization = authorize(SettingsOperation::replaceSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.replaceSecret(secretBytes("new"), entry, authorization, commit());
-              }),
-              "The saved password is missing. Replace it in Settings.");
-    EXPECT_FALSE(hasItem(entry));
-    EXPECT_EQ(commits, 0);
+// Cancelling the approval, or everything, while a Keychain step runs: the step is undone and
+// the change refused, except a deletion, which has nothing to go back to and stands.
+TEST_F(SettingsTransactionTest, ACancellationDuringAKeychainStepUndoesItOrLetsADeletionStand) {
+    for (bool all : {false, true}) {
+        for (const auto& operation : keychainChanges()) {
+            for (int callsBefore = 0;; ++callsBefore) {
+                SCOPED_TRACE(testing::Message()
+                             << "all: " << all << ", kind: " << static_cast<int>(operation.kind())
+                             << ", after Keychain calls: " << callsBefore);
+                const auto before = prepare(operation);
+                const auto authorization = authorize(operation);
+                holdKeychain = true;
+                auto probe = start(change(operation, authorization, commit()));
+                for (int call = 0; call < callsBefore; ++call) {
+                    queue.runAll();
+                    executor.runUntilIdle();
+                }
+                holdKeychain = false;
+                if (probe.finished()) {
+                    break; // no Keychain step left to cancel during
+                }
+                if (all) {
+                    service.cancelAll();
+                } else {
+                    service.cancelSettingsAuthorization(authorization);
+                }
+                settle();
+                EXPECT_EQ(outcome(probe), isDeletion(operation) ? ok : invalidSession);
+                EXPECT_TRUE(itemIs(isDeletion(operation) ? std::nullopt : before));
+                EXPECT_EQ(commits, 0);
+                EXPECT_EQ(service.liveRecordCount(), 0U);
+            }
+        }
+    }
 }
 
 TEST_F(SettingsTransactionTest, AnApprovalServesExactlyItsOperationOnce) {
-    const auto other = Uuid::random();
-    storeItem(entry, "old");
-    auto authorization = authorize(SettingsOperation::replaceSecret(entry));
-    EXPECT_EQ(run([&] {
-                  return service.replaceSecret(secretBytes("x"), other, authorization, commit());
-              }),
-              invalidSessionText);
-    EXPECT_EQ(service.liveRecordCount(), 0U);
+    storeItem("old");
+    auto authorization = authorize(Operation::replaceSecret(entry));
+    EXPECT_EQ(run(service.replaceSecret(secretBytes("x"), Uuid::random(), authorization, commit())),
+              invalidSession);
+    EXPECT_EQ(service.liveRecordCount(), 0U) << "an approval offered for another change is dropped";
 
-    authorization = authorize(SettingsOperation::deleteSecret(entry));
-    EXPECT_EQ(run([&] { return service.deleteSecret(entry, authorization); }), "no error");
-    EXPECT_FALSE(hasItem(entry));
-    EXPECT_EQ(run([&] { return service.deleteSecret(entry, authorization); }), invalidSessionText);
+    authorization = authorize(Operation::deleteSecret(entry));
+    EXPECT_EQ(run(service.deleteSecret(entry, authorization)), ok);
+    EXPECT_EQ(run(service.deleteSecret(entry, authorization)), invalidSession);
 
-    authorization = authorize(SettingsOperation::catalogMutation());
+    authorization = authorize(Operation::catalogMutation());
     executor.advance(31s);
-    EXPECT_EQ(run([&] { return service.consumeCatalogMutationAuthorization(authorization); }),
-              invalidSessionText);
-    authorization = authorize(SettingsOperation::catalogMutation());
-    EXPECT_EQ(run([&] { return service.consumeCatalogMutationAuthorization(authorization); }),
-              "no error");
-    service.cancelSettingsAuthorization(authorize(SettingsOperation::catalogMutation()));
-    EXPECT_EQ(service.liveRecordCount(), 0U);
+    EXPECT_EQ(run(service.consumeCatalogMutationAuthorization(authorization)), invalidSession);
+    authorization = authorize(Operation::catalogMutation());
+    service.cancelSettingsAuthorization(authorization);
+    EXPECT_EQ(run(service.consumeCatalogMutationAuthorization(authorization)), invalidSession);
 }
 
 TEST_F(SettingsTransactionTest, ASettingsAuthorizationEndsReuseAndDropsInvocations) {
-    const auto session = begin(invocation);
-    EXPECT_TRUE(service.hasReusableCredential());
-    authorize(SettingsOperation::catalogMutation());
+    const auto session = begin();
+    authorize(Operation::catalogMutation());
     EXPECT_FALSE(service.hasReusableCredential());
-    EXPECT_EQ(errorOf([&] { consume(session, entry); }), invalidSessionText);
-    begin(Uuid::random());
+    EXPECT_EQ(run(consume(session)), invalidSession);
+    begin();
     EXPECT_EQ(prompts(), 3U);
-}
-
-TEST_F(SettingsTransactionTest, ExistenceChecksNeverPrompt) {
-    storeItem(entry, "x");
-    EXPECT_TRUE(test::runTask(executor, service.containsSecret(entry)));
-    EXPECT_FALSE(test::runTask(executor, service.containsSecret(Uuid::random())));
-    EXPECT_EQ(prompts(), 0U);
-}
-
-TEST_F(SettingsTransactionTest, AKeychainStepFinishingAfterACancellationIsUndone) {
-    test::ManualQueue slowQueue;
-    SecretStore slowStore{keychain, slowQueue};
-    SecurePasswordService slowService{factory, slowStore, executor};
-    storeItem(entry, "old");
-    const auto authorization = test::runTask(
-        executor, slowService.authorizeSettings(SettingsOperation::replaceSecret(entry)));
-    TaskProbe<void> replace(
-        executor, slowService.replaceSecret(secretBytes("new"), entry, authorization, commit()));
-    executor.runUntilIdle();
-    slowQueue.runAll(); // the old value is read
-    executor.runUntilIdle();
-    ASSERT_EQ(slowQueue.pendingCount(), 1U) << "the new value is being written";
-    slowService.cancelAll();
-    while (slowQueue.runAll() > 0) {
-        executor.runUntilIdle();
-    }
-    EXPECT_EQ(errorOf([&] { std::rethrow_exception(replace.error()); }), invalidSessionText);
-    EXPECT_TRUE(itemHolds(entry, "old"));
-    EXPECT_EQ(commits, 0);
-    EXPECT_FALSE(slowService.isGateHeld());
-}
-
-TEST_F(SettingsTransactionTest, NoLogLineCarriesAPassword) {
-    test::LogCapture log;
-    storeItem(entry, "old-secret");
-    auto authorization = authorize(SettingsOperation::replaceSecret(entry));
-    run([&] {
-        return service.replaceSecret(secretBytes("new-secret"), entry, authorization, commit(1));
-    });
-    const auto other = Uuid::random();
-    authorization = authorize(SettingsOperation::addSecret(other));
-    keychain.scriptStatus(-25291);
-    run([&] {
-        return service.addSecret(secretBytes("added-secret"), other, authorization, commit());
-    });
-    consume(begin(invocation), entry);
-    errorOf([&] { consume(begin(Uuid::random()), Uuid::random()); });
-
-    const auto records = log.records();
-    ASSERT_GE(records.size(), 2U);
-    for (const auto& record : records) {
-        for (const char* secret : {"old-secret", "new-secret", "added-secret"}) {
-            EXPECT_EQ(record.message.find(secret), std::string::npos);
-        }
-    }
+    // Existence checks need no approval and never prompt.
+    storeItem("x");
+    EXPECT_TRUE(value(service.containsSecret(entry)));
+    EXPECT_FALSE(value(service.containsSecret(Uuid::random())));
+    EXPECT_EQ(prompts(), 3U);
 }
 
 } // namespace

@@ -3,11 +3,10 @@
 #include "Storage/KeychainBackend.h"
 #include "Storage/SecretStoreError.h"
 
+#include <algorithm>
 #include <deque>
 #include <map>
-#include <memory>
 #include <ostream>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -31,8 +30,8 @@ inline SecretBytes secretBytes(std::string_view text) {
 }
 
 // Compares without printing: use as EXPECT_TRUE(sameBytes(...)).
-inline bool sameBytes(const SecretBytes& bytes, std::string_view text) {
-    return bytes == secretBytes(text);
+inline bool sameBytes(std::span<const std::uint8_t> bytes, std::string_view text) {
+    return std::ranges::equal(bytes, text, {}, {}, [](char c) { return std::uint8_t(c); });
 }
 
 class FakeAuthenticationContext final : public AuthenticationContext {
@@ -44,19 +43,16 @@ public:
     int invalidationCount = 0;
 };
 
-// An in-memory Keychain that records every call; the next calls' replies can be scripted.
+// An in-memory Keychain that records every call; the next calls' replies can be scripted. Like
+// the platform, it refuses contexts of other types and opens nothing with an invalidated one.
 class FakeKeychainBackend final : public KeychainBackend {
 public:
     enum class Call { add, update, copyMatching, remove };
-
     struct Received {
         Call call;
         KeychainQuery query;
-        std::optional<SecretBytes> newValue;
-        // The context's setting at the moment of the call.
-        bool interactionNotAllowed = false;
+        bool interactionNotAllowed; // the context's setting at the moment of the call
     };
-
     struct Item {
         SecretBytes value;
         std::optional<KeychainAccessControlRequest> accessControl;
@@ -64,70 +60,46 @@ public:
     using Key = std::pair<std::string, std::string>; // service, account
 
     KeychainReply addItem(const KeychainQuery& query) override {
-        if (auto reply = receive(Call::add, query)) {
-            return *reply;
-        }
-        if (items.contains(keyOf(query))) {
-            return status(keychainStatus::duplicateItem);
-        }
-        items[keyOf(query)] = Item{query.value.value_or(SecretBytes{}), query.accessControl};
-        return {};
+        return answer(Call::add, query, [&] {
+            const Item item{query.value.value_or(SecretBytes{}), query.accessControl};
+            return items.try_emplace(keyOf(query), item).second
+                       ? KeychainReply{}
+                       : status(keychainStatus::duplicateItem);
+        });
     }
-
     KeychainReply updateItem(const KeychainQuery& query, const SecretBytes& newValue) override {
-        if (auto reply = receive(Call::update, query, newValue)) {
-            return *reply;
-        }
-        auto found = items.find(keyOf(query));
-        if (found == items.end()) {
-            return status(keychainStatus::itemNotFound);
-        }
-        found->second.value = newValue;
-        return {};
+        return answer(Call::update, query, [&](Item& item) {
+            item.value = newValue;
+            return KeychainReply{};
+        });
     }
-
     KeychainReply copyMatching(const KeychainQuery& query) override {
-        if (auto reply = receive(Call::copyMatching, query)) {
-            return *reply;
-        }
-        auto found = items.find(keyOf(query));
-        if (found == items.end()) {
-            return status(keychainStatus::itemNotFound);
-        }
-        KeychainReply reply;
-        if (query.returnKind == KeychainReturnKind::data) {
-            reply.data = found->second.value;
-        }
-        return reply;
+        return answer(Call::copyMatching, query, [&](Item& item) {
+            KeychainReply reply;
+            if (query.returnKind == KeychainReturnKind::data) {
+                reply.data = item.value;
+            }
+            return reply;
+        });
     }
-
     KeychainReply deleteItem(const KeychainQuery& query) override {
-        if (auto reply = receive(Call::remove, query)) {
-            return *reply;
-        }
-        return items.erase(keyOf(query)) == 1 ? KeychainReply{}
-                                              : status(keychainStatus::itemNotFound);
+        return answer(Call::remove, query, [&](Item&) {
+            items.erase(keyOf(query));
+            return KeychainReply{};
+        });
     }
 
     std::optional<std::string> statusMessage(KeychainStatus status) override {
-        auto found = statusMessages.find(status);
+        const auto found = statusMessages.find(status);
         return found == statusMessages.end() ? std::nullopt : std::optional(found->second);
     }
-
     std::shared_ptr<AuthenticationContext> makeAuthenticationContext() override {
-        madeContexts.push_back(std::make_shared<FakeAuthenticationContext>());
-        return madeContexts.back();
+        return madeContexts.emplace_back(std::make_shared<FakeAuthenticationContext>());
     }
 
     // The next item calls answer with these replies, in order, and leave the items alone.
     void script(KeychainReply reply) { scripted_.push_back(std::move(reply)); }
     void scriptStatus(KeychainStatus value) { script(status(value)); }
-    void scriptAccessControlFailure(std::optional<std::string> platformMessage) {
-        KeychainReply reply;
-        reply.accessControlFailure = AccessControlFailure{std::move(platformMessage)};
-        script(std::move(reply));
-    }
-
     static KeychainReply status(KeychainStatus value) {
         KeychainReply reply;
         reply.status = value;
@@ -142,23 +114,32 @@ public:
 private:
     static Key keyOf(const KeychainQuery& query) { return {query.service, query.account}; }
 
-    // Records the call and returns its scripted reply, if one is due.
-    std::optional<KeychainReply> receive(Call call, const KeychainQuery& query,
-                                         std::optional<SecretBytes> newValue = std::nullopt) {
+    // Records the call, then answers with the scripted reply, a refusal of the context, or what
+    // `act` does (given the matching item, when it takes one: a missing item is not found).
+    template <class Act>
+    KeychainReply answer(Call call, const KeychainQuery& query, Act act) {
         const auto* context =
             dynamic_cast<const FakeAuthenticationContext*>(query.authenticationContext.get());
-        received.push_back(
-            {call, query, std::move(newValue), context && context->interactionNotAllowed});
-        if (scripted_.empty()) {
-            // As the platform does, an invalidated approval opens nothing.
-            if (context && context->invalidationCount > 0) {
-                return status(keychainStatus::authenticationFailed);
-            }
-            return std::nullopt;
+        received.push_back({call, query, context && context->interactionNotAllowed});
+        if (!scripted_.empty()) {
+            auto reply = std::move(scripted_.front());
+            scripted_.pop_front();
+            return reply;
         }
-        auto reply = std::move(scripted_.front());
-        scripted_.pop_front();
-        return reply;
+        if (query.authenticationContext && !context) {
+            KeychainReply refusal;
+            refusal.foreignAuthenticationContext = true;
+            return refusal;
+        }
+        if (context && context->invalidationCount > 0) {
+            return status(keychainStatus::authenticationFailed);
+        }
+        if constexpr (std::is_invocable_v<Act&>) {
+            return act();
+        } else {
+            const auto found = items.find(keyOf(query));
+            return found == items.end() ? status(keychainStatus::itemNotFound) : act(found->second);
+        }
     }
 
     std::deque<KeychainReply> scripted_;
