@@ -1,12 +1,14 @@
 #include "Settings/PasswordSettingsService.h"
 
 #include "Runtime/Utf8.h"
+#include "Settings/ControlCharacterRanges.h"
 #include "Settings/PasswordSettingsError.h"
 #include "Settings/PasswordValidationError.h"
 #include "Storage/SecretStoreError.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <span>
 
 namespace kestrelle {
@@ -35,10 +37,16 @@ bool isBlank(char32_t scalar) {
     }
 }
 
-// Category Cc (which holds U+0085) and the two Unicode line separators.
+// Categories Cc and Cf, and the line breaks: those outside Cc are the line and paragraph
+// separators.
 bool isControlOrNewline(char32_t scalar) {
-    return scalar < 0x20 || (scalar >= 0x7F && scalar <= 0x9F) || scalar == 0x2028 ||
-           scalar == 0x2029;
+    if (scalar == 0x2028 || scalar == 0x2029) {
+        return true;
+    }
+    const auto after = std::upper_bound(
+        std::begin(controlCharacterRanges), std::end(controlCharacterRanges), scalar,
+        [](char32_t value, const CodePointRange& range) { return value < range.first; });
+    return after != std::begin(controlCharacterRanges) && scalar <= std::prev(after)->last;
 }
 
 void requireValidPassword(std::span<const std::uint8_t> password) {
