@@ -1,12 +1,14 @@
 #include "Settings/PasswordSettingsService.h"
 
 #include "Runtime/Utf8.h"
+#include "Settings/ControlCharacterRanges.h"
 #include "Settings/PasswordSettingsError.h"
 #include "Settings/PasswordValidationError.h"
 #include "Storage/SecretStoreError.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <span>
 
 namespace kestrelle {
@@ -35,10 +37,16 @@ bool isBlank(char32_t scalar) {
     }
 }
 
-// Category Cc (which holds U+0085) and the two Unicode line separators.
+// Categories Cc and Cf, and the line breaks: those outside Cc are the line and paragraph
+// separators.
 bool isControlOrNewline(char32_t scalar) {
-    return scalar < 0x20 || (scalar >= 0x7F && scalar <= 0x9F) || scalar == 0x2028 ||
-           scalar == 0x2029;
+    if (scalar == 0x2028 || scalar == 0x2029) {
+        return true;
+    }
+    const auto after = std::upper_bound(
+        std::begin(controlCharacterRanges), std::end(controlCharacterRanges), scalar,
+        [](char32_t value, const CodePointRange& range) { return value < range.first; });
+    return after != std::begin(controlCharacterRanges) && scalar <= std::prev(after)->last;
 }
 
 void requireValidPassword(std::span<const std::uint8_t> password) {
@@ -71,23 +79,18 @@ std::size_t indexOf(const EntryCatalog& catalog, const Uuid& entryID) {
 // longer expect.
 class MutationGuard {
 public:
-    MutationGuard(bool& isMutating, std::uint64_t& completedChanges)
-        : isMutating_(isMutating), completedChanges_(completedChanges) {
+    explicit MutationGuard(bool& isMutating) : isMutating_(isMutating) {
         if (isMutating_) {
             throw PasswordSettingsError::mutationInProgress();
         }
         isMutating_ = true;
     }
-    ~MutationGuard() {
-        isMutating_ = false;
-        ++completedChanges_;
-    }
+    ~MutationGuard() { isMutating_ = false; }
     MutationGuard(const MutationGuard&) = delete;
     MutationGuard& operator=(const MutationGuard&) = delete;
 
 private:
     bool& isMutating_;
-    std::uint64_t& completedChanges_;
 };
 
 } // namespace
@@ -127,16 +130,16 @@ Task<PasswordSettingsSnapshot> PasswordSettingsService::snapshot() {
     for (const EntryMetadata& entry : catalog.orderedEntries) {
         auto state = EntrySecretState::missing;
         if (!knownMissing_.contains(entry.id())) {
-            const auto changesBefore = completedChanges_;
             try {
                 const bool exists = co_await securePasswords_.containsSecret(entry.id());
                 state = exists ? EntrySecretState::available : EntrySecretState::missing;
             } catch (const SecretStoreError&) {
                 state = EntrySecretState::unknown;
             }
-            // A change that ran during the check (a repair) may already have made it stale.
-            const bool settled = !isMutating_ && changesBefore == completedChanges_;
-            if (state == EntrySecretState::missing && settled) {
+            // Not while a change runs: a repair may store the password after this check and still
+            // fail, its undo failing too, without clearing the mark. A repair that starts later
+            // cannot have finished by now, as Keychain calls complete in the order they were made.
+            if (state == EntrySecretState::missing && !isMutating_) {
                 knownMissing_.insert(entry.id());
             }
         }
@@ -160,7 +163,7 @@ Task<void> PasswordSettingsService::edit(Uuid entryID, std::string_view label,
 }
 
 Task<void> PasswordSettingsService::addEntry(std::string label, SecretBytes password) {
-    const MutationGuard guard(isMutating_, completedChanges_);
+    const MutationGuard guard(isMutating_);
     label = validatedLabel(label);
     requireValidPassword(password);
     auto updated = co_await currentCatalog();
@@ -188,7 +191,7 @@ Task<void> PasswordSettingsService::addEntry(std::string label, SecretBytes pass
 Task<void> PasswordSettingsService::editEntry(Uuid entryID, std::string label,
                                               std::optional<SecretBytes> password,
                                               bool repairMissing) {
-    const MutationGuard guard(isMutating_, completedChanges_);
+    const MutationGuard guard(isMutating_);
     label = validatedLabel(label);
     if (password) {
         requireValidPassword(*password);
@@ -221,7 +224,7 @@ Task<void> PasswordSettingsService::editEntry(Uuid entryID, std::string label,
 }
 
 Task<void> PasswordSettingsService::move(Uuid entryID, std::ptrdiff_t offset) {
-    const MutationGuard guard(isMutating_, completedChanges_);
+    const MutationGuard guard(isMutating_);
     auto updated = co_await currentCatalog();
     auto& entries = updated.orderedEntries;
     const auto from = static_cast<std::ptrdiff_t>(indexOf(updated, entryID));
@@ -242,7 +245,7 @@ Task<void> PasswordSettingsService::move(Uuid entryID, std::ptrdiff_t offset) {
 }
 
 Task<void> PasswordSettingsService::deleteEntry(Uuid entryID) {
-    const MutationGuard guard(isMutating_, completedChanges_);
+    const MutationGuard guard(isMutating_);
     auto updated = co_await currentCatalog();
     auto& entries = updated.orderedEntries;
     entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(indexOf(updated, entryID)));

@@ -9,7 +9,6 @@
 #include "Storage/SecureWipe.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -81,8 +80,6 @@ private:
     std::optional<EntryCatalog> pendingCatalog_;
     std::unordered_set<Uuid> knownMissing_;
     bool isMutating_ = false;
-    // Counts finished changes, so that a snapshot can tell its existence check went stale.
-    std::uint64_t completedChanges_ = 0;
 };
 
 } // namespace kestrelle

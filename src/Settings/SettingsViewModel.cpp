@@ -149,42 +149,46 @@ void SettingsViewModel::refresh() {
     biometricAvailability_.set(securePasswords_.availability());
     loginItem_.refresh();
     spawn(executor_, loadForRefresh(weak_from_this(),
-                                    Activity(weak_from_this(), &SettingsViewModel::loadsRunning_)));
+                                    Activity(weak_from_this(), &SettingsViewModel::loadsRunning_),
+                                    window_.current()));
 }
 
 Task<void> SettingsViewModel::loadForRefresh(std::weak_ptr<SettingsViewModel> weak,
-                                             [[maybe_unused]] Activity loading) {
-    co_await reload(std::move(weak));
+                                             [[maybe_unused]] Activity loading,
+                                             Generation::Token window) {
+    co_await reload(std::move(weak), window);
 }
 
-Task<void> SettingsViewModel::reload(std::weak_ptr<SettingsViewModel> weak) {
-    PasswordSettingsService* passwords = nullptr;
-    std::uint64_t sequence = 0;
-    if (auto self = weak.lock()) {
-        passwords = &self->passwords_;
-        sequence = ++self->reloadsStarted_;
-    } else {
+Task<void> SettingsViewModel::reload(std::weak_ptr<SettingsViewModel> weak,
+                                     Generation::Token window) {
+    auto self = weak.lock();
+    if (!self) {
         co_return;
     }
+    PasswordSettingsService& passwords = self->passwords_;
+    const auto newest = self->reloads_.advance();
+    self.reset();
 
     std::optional<PasswordSettingsSnapshot> snapshot;
     std::string failure;
     try {
-        snapshot = co_await passwords->snapshot();
+        snapshot = co_await passwords.snapshot();
     } catch (const KestrelleError& error) {
         failure = error.description();
     }
 
-    auto self = weak.lock();
-    if (!self || sequence < self->newestReloadApplied_) {
+    self = weak.lock();
+    if (!self || !self->reloads_.isCurrent(newest)) {
         co_return;
     }
-    self->newestReloadApplied_ = sequence;
     if (snapshot) {
         self->snapshot_.set(std::move(*snapshot));
-    } else {
+        if (self->errorReportsLoad_) {
+            self->clearErrorMessage();
+        }
+    } else if (self->window_.isCurrent(window)) {
         // The list keeps what was last loaded.
-        self->errorMessage_.set(std::string(loadFailurePrefix) + failure);
+        self->showError(std::string(loadFailurePrefix) + failure, true);
     }
 }
 
@@ -234,28 +238,20 @@ Task<EntryEditorSaveResult> SettingsViewModel::saveEditor(const EntryEditorReque
                          ? passwords_.add(label, password)
                          : passwords_.edit(request.id, label, replacement,
                                            request.mode.isRepair() && replacement.has_value());
-    return runSave(weak_from_this(),
-                   Activity(weak_from_this(), &SettingsViewModel::changesRunning_), request,
-                   std::move(operation));
+    auto change =
+        runChange(weak_from_this(), Activity(weak_from_this(), &SettingsViewModel::changesRunning_),
+                  std::move(operation), window_.current());
+    return finishSave(weak_from_this(), request, std::move(change));
 }
 
-Task<EntryEditorSaveResult> SettingsViewModel::runSave(std::weak_ptr<SettingsViewModel> weak,
-                                                       [[maybe_unused]] Activity change,
-                                                       EntryEditorRequest request,
-                                                       Task<void> operation) {
-    std::optional<std::string> failure;
-    try {
-        co_await std::move(operation);
-    } catch (const std::exception& error) {
-        failure = error.what();
-    }
+Task<EntryEditorSaveResult> SettingsViewModel::finishSave(std::weak_ptr<SettingsViewModel> weak,
+                                                          EntryEditorRequest request,
+                                                          Task<std::optional<std::string>> change) {
+    // The editor shows a failure itself, even one that outlived the window.
+    auto failure = co_await std::move(change);
     if (failure) {
-        if (auto self = weak.lock()) {
-            spawn(self->executor_, reload(weak));
-        }
         co_return EntryEditorSaveResult::failed(std::move(*failure));
     }
-    co_await reload(weak);
     if (auto self = weak.lock()) {
         self->closeEditor(request);
     }
@@ -263,6 +259,11 @@ Task<EntryEditorSaveResult> SettingsViewModel::runSave(std::weak_ptr<SettingsVie
 }
 
 // Changes
+
+void SettingsViewModel::showError(std::string message, bool reportsLoad) {
+    errorReportsLoad_ = reportsLoad;
+    errorMessage_.set(std::move(message));
+}
 
 void SettingsViewModel::clearErrorMessage() {
     if (errorMessage()) {
@@ -273,35 +274,49 @@ void SettingsViewModel::clearErrorMessage() {
 void SettingsViewModel::perform(Task<void> operation) {
     // A new change makes the report of an older one stale.
     clearErrorMessage();
-    spawn(executor_, runChange(weak_from_this(),
-                               Activity(weak_from_this(), &SettingsViewModel::changesRunning_),
-                               std::move(operation), formsGeneration_));
+    const auto window = window_.current();
+    auto change =
+        runChange(weak_from_this(), Activity(weak_from_this(), &SettingsViewModel::changesRunning_),
+                  std::move(operation), window);
+    spawn(executor_, reportChange(weak_from_this(), std::move(change), window));
 }
 
-Task<void> SettingsViewModel::runChange(std::weak_ptr<SettingsViewModel> weak,
-                                        [[maybe_unused]] Activity change, Task<void> operation,
-                                        std::uint64_t formsGeneration) {
+Task<std::optional<std::string>> SettingsViewModel::runChange(std::weak_ptr<SettingsViewModel> weak,
+                                                              [[maybe_unused]] Activity change,
+                                                              Task<void> operation,
+                                                              Generation::Token window) {
     std::optional<std::string> failure;
     try {
         co_await std::move(operation);
     } catch (const std::exception& error) {
         failure = error.what();
     }
-    if (!failure) {
-        co_await reload(weak);
-        co_return;
-    }
     auto self = weak.lock();
     if (!self) {
-        co_return;
+        co_return failure;
     }
+    if (failure) {
+        // So that the list shows what really happened, say a deleted password whose entry is
+        // still on disk.
+        spawn(self->executor_, reload(weak, window));
+        co_return failure;
+    }
+    // Whatever the line reported is over, say that this change was still running.
+    self->clearErrorMessage();
+    self.reset();
+    co_await reload(weak, window);
+    co_return std::nullopt;
+}
+
+Task<void> SettingsViewModel::reportChange(std::weak_ptr<SettingsViewModel> weak,
+                                           Task<std::optional<std::string>> change,
+                                           Generation::Token window) {
+    auto failure = co_await std::move(change);
+    auto self = weak.lock();
     // Settings closed meanwhile: the report belongs to a window that is gone.
-    if (self->formsGeneration_ == formsGeneration) {
-        self->errorMessage_.set(std::move(failure));
+    if (failure && self && self->window_.isCurrent(window)) {
+        self->showError(std::move(*failure), false);
     }
-    // So that the list shows what really happened, say a deleted password whose entry is still
-    // on disk.
-    spawn(self->executor_, reload(weak));
 }
 
 void SettingsViewModel::move(const SettingsEntry& entry, std::ptrdiff_t offset) {
@@ -319,7 +334,7 @@ void SettingsViewModel::confirmDelete() {
 }
 
 void SettingsViewModel::clearTransientForms() {
-    ++formsGeneration_;
+    window_.advance();
     setEditor(std::nullopt);
     cancelDelete();
     clearErrorMessage();

@@ -2,6 +2,7 @@
 
 #include "Preferences/Settings.h"
 #include "Runtime/Executor.h"
+#include "Runtime/Generation.h"
 #include "Runtime/Observable.h"
 #include "Runtime/Task.h"
 #include "Security/BiometricAvailability.h"
@@ -18,7 +19,6 @@
 #include "System/PermissionsManager.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -68,7 +68,8 @@ public:
     const std::optional<EntryEditorRequest>& editor() const { return editor_.get(); }
     // Present while the delete confirmation is shown.
     const std::optional<SettingsEntry>& deleteCandidate() const { return deleteCandidate_.get(); }
-    // The last failure; a new change clears it, as it reports an older one.
+    // The last failure. A new change clears it, as it reports an older one; so does a change
+    // that succeeds, and a load that succeeds clears a failed load's report.
     const std::optional<std::string>& errorMessage() const { return errorMessage_.get(); }
     BiometricAvailability biometricAvailability() const { return biometricAvailability_.get(); }
     // True while a load or a change runs; the panes then disable the row actions.
@@ -132,15 +133,23 @@ public:
 private:
     class Activity;
 
-    static Task<void> reload(std::weak_ptr<SettingsViewModel> weak);
-    static Task<void> loadForRefresh(std::weak_ptr<SettingsViewModel> weak, Activity loading);
-    static Task<void> runChange(std::weak_ptr<SettingsViewModel> weak, Activity change,
-                                Task<void> operation, std::uint64_t formsGeneration);
-    static Task<EntryEditorSaveResult> runSave(std::weak_ptr<SettingsViewModel> weak,
-                                               Activity change, EntryEditorRequest request,
-                                               Task<void> operation);
+    // Reports about the window that `window` names are dropped once it has closed.
+    static Task<void> reload(std::weak_ptr<SettingsViewModel> weak, Generation::Token window);
+    static Task<void> loadForRefresh(std::weak_ptr<SettingsViewModel> weak, Activity loading,
+                                     Generation::Token window);
+    // Runs one change, then reloads; returns the change's failure, if any.
+    static Task<std::optional<std::string>> runChange(std::weak_ptr<SettingsViewModel> weak,
+                                                      Activity change, Task<void> operation,
+                                                      Generation::Token window);
+    static Task<void> reportChange(std::weak_ptr<SettingsViewModel> weak,
+                                   Task<std::optional<std::string>> change,
+                                   Generation::Token window);
+    static Task<EntryEditorSaveResult> finishSave(std::weak_ptr<SettingsViewModel> weak,
+                                                  EntryEditorRequest request,
+                                                  Task<std::optional<std::string>> change);
 
     void perform(Task<void> operation);
+    void showError(std::string message, bool reportsLoad);
     void clearErrorMessage();
     void setEditor(std::optional<EntryEditorRequest> request);
     void activityChanged();
@@ -166,11 +175,12 @@ private:
     EntryEditorModel::SaveCompletion onEditorSaveCompleted_;
     int loadsRunning_ = 0;
     int changesRunning_ = 0;
-    // Advanced whenever the transient forms are cleared, so that late reports are dropped.
-    std::uint64_t formsGeneration_ = 0;
-    // Reloads are numbered so that one that started earlier never overwrites a later one.
-    std::uint64_t reloadsStarted_ = 0;
-    std::uint64_t newestReloadApplied_ = 0;
+    // Advanced when the window closes: what its changes and loads report later is dropped.
+    Generation window_;
+    // Advanced by every reload, so that one that started earlier never overwrites a later one.
+    Generation reloads_;
+    // The error line reports a failed load, which the next successful load makes stale.
+    bool errorReportsLoad_ = false;
 };
 
 } // namespace kestrelle

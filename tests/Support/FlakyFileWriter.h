@@ -15,10 +15,15 @@ public:
         ++attempts;
         if (failures > 0) {
             --failures;
-            throw FileSystemError("The file “" + file.string() + "” could not be saved",
-                                  std::make_error_code(std::errc::no_space_on_device));
+            throw failure(file);
         }
         real_.write(file, bytes);
+    }
+
+    // What the real writer throws on a full disk.
+    static FileSystemError failure(const std::filesystem::path& file) {
+        return FileSystemError("The file “" + file.string() + "” could not be saved",
+                               std::make_error_code(std::errc::no_space_on_device));
     }
 
     int failures = 0;

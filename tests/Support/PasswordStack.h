@@ -11,7 +11,7 @@
 #include "Support/TemporaryDirectory.h"
 
 #include <string>
-#include <system_error>
+#include <string_view>
 
 namespace kestrelle::test {
 
@@ -35,10 +35,15 @@ struct PasswordStack {
     FlakyFileWriter* writer = nullptr;
     EntryRepository repository = makeRepository();
     // What a failed catalog write reports.
-    const std::string writeError =
-        "The file “" + repository.fileURL().string() +
-        "” could not be saved: " + std::make_error_code(std::errc::no_space_on_device).message() +
-        ".";
+    const std::string writeError = FlakyFileWriter::failure(repository.fileURL()).description();
+
+    void storeItem(const Uuid& id, std::string_view password) {
+        keychain.items[{store.service(), id.toString()}] = {secretBytes(password), {}};
+    }
+    bool itemHolds(const Uuid& id, std::string_view password) const {
+        auto found = keychain.items.find({store.service(), id.toString()});
+        return found != keychain.items.end() && sameBytes(found->second.value, password);
+    }
 };
 
 } // namespace kestrelle::test
