@@ -23,7 +23,11 @@ struct MenuItemModel {
     // Typed with Command held; empty for none.
     std::string keyEquivalent;
 
-    static MenuItemModel separator() { return {.isSeparator = true}; }
+    static MenuItemModel separator() {
+        MenuItemModel item;
+        item.isSeparator = true;
+        return item;
+    }
     friend bool operator==(const MenuItemModel&, const MenuItemModel&) = default;
 };
 

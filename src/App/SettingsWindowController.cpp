@@ -14,6 +14,7 @@ SettingsWindowController::create(Dependencies dependencies) {
         }
     });
     controller->window_ = controller->dependencies_.makeWindow({
+        .appearance = {},
         .model = controller->dependencies_.model,
         .recorder = controller->dependencies_.recorder,
         .willClose =
