@@ -12,7 +12,8 @@ void AtomicFileWriter::write(const std::filesystem::path& file, std::string_view
     try {
         replace(file, bytes);
     } catch (const std::system_error& error) {
-        throw FileSystemError("The file “" + file.string() + "” could not be saved", error.code());
+        throw FileSystemError::fileUnchanged("The file “" + file.string() + "” could not be saved",
+                                             error.code());
     }
 }
 

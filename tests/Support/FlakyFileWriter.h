@@ -15,8 +15,9 @@ public:
         ++attempts;
         if (failures > 0) {
             --failures;
-            throw FileSystemError("The file “" + file.string() + "” could not be saved",
-                                  std::make_error_code(std::errc::no_space_on_device));
+            throw FileSystemError::fileUnchanged(
+                "The file “" + file.string() + "” could not be saved",
+                std::make_error_code(std::errc::no_space_on_device));
         }
         real_.write(file, bytes);
     }

@@ -38,7 +38,7 @@ struct PasswordStack {
     const std::string writeError =
         "The file “" + repository.fileURL().string() +
         "” could not be saved: " + std::make_error_code(std::errc::no_space_on_device).message() +
-        ".";
+        ". It was not changed.";
 };
 
 } // namespace kestrelle::test
