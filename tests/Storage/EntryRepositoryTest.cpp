@@ -11,6 +11,7 @@
 #include "Support/TemporaryDirectory.h"
 
 #include <cstdlib>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace kestrelle {
@@ -36,16 +37,20 @@ std::string systemReason(std::errc error) {
     return std::make_error_code(error).message();
 }
 
-// The description of the error that `task` ends with; a test failure when it ends otherwise.
-template <class T>
-std::string failure(ManualExecutor& executor, Task<T> task) {
+// The description of the error that `operation` ends with; a test failure when it ends otherwise.
+std::string failure(const std::function<void()>& operation) {
     try {
-        runTask(executor, std::move(task));
+        operation();
         ADD_FAILURE() << "no error";
     } catch (const KestrelleError& error) {
         return error.description();
     }
     return {};
+}
+
+template <class T>
+std::string failure(ManualExecutor& executor, Task<T> task) {
+    return failure([&] { runTask(executor, std::move(task)); });
 }
 
 struct EntryRepositoryTest : ::testing::Test {
@@ -110,14 +115,14 @@ TEST_F(EntryRepositoryTest, SavesPrettyPrintedWithSortedKeysAndLoadsBackExactly)
 TEST_F(EntryRepositoryTest, ReadsAnyLayoutAndIgnoresUnknownKeys) {
     // Brackets inside strings, after an escaped quote, do not count as nesting.
     const std::string brackets(40, '[');
-    TemporaryDirectory::write(
-        file(),
-        "\xEF\xBB\xBF\r\n\t{\"extra\":{\"a\":[1,2]},\"schemaVersion\" :1,\"orderedEntries\":"
-        "[ {\"label\":\"B\\\"" +
-            brackets +
-            "\",\"id\":\"7d3c1f00-92ab-4e11-8c2d-3b4a5c6d7e8f\",\"x\":null},"
-            "{\"id\":\"" +
-            firstId + "\",\"label\":\"A\"}]}  \n");
+    TemporaryDirectory::write(file(),
+                              "\xEF\xBB\xBF\r\n\t"
+                              R"({"extra":{"a":[1,2]},"schemaVersion" :1,)"
+                              R"("orderedEntries":[ {"label":"B\")" +
+                                  brackets +
+                                  R"(","id":"7d3c1f00-92ab-4e11-8c2d-3b4a5c6d7e8f","x":null},)"
+                                  R"({"id":")" +
+                                  firstId + R"(","label":"A"}]}  )");
     EXPECT_EQ(load(), catalog({entry(secondId, "B\"" + brackets), entry(firstId, "A")}));
 }
 
@@ -135,12 +140,7 @@ TEST(EntryCatalogValidationTest, RulesApplyInOrderAndOnlyTheFirstFailureIsReport
     };
     for (const auto& [invalid, expected] : cases) {
         SCOPED_TRACE(expected);
-        try {
-            EntryRepository::validate(invalid);
-            ADD_FAILURE() << "accepted";
-        } catch (const RepositoryError& error) {
-            EXPECT_EQ(error.description(), expected);
-        }
+        EXPECT_EQ(failure([&] { EntryRepository::validate(invalid); }), expected);
     }
     EXPECT_NO_THROW(EntryRepository::validate(EntryCatalog{}));
     // Repeated labels are fine; zero-width and combining characters are content, not space.
@@ -241,12 +241,10 @@ TEST(UserDataDirectoryTest, FollowsTheXdgRuleAndCreatesTheDirectory) {
     EXPECT_EQ(xdgDataDirectory(nullptr, "home"), std::nullopt);
 #if !defined(__APPLE__)
     TemporaryDirectory directory;
-    const char* saved = std::getenv("XDG_DATA_HOME");
-    std::optional<std::string> previous = saved ? std::optional<std::string>(saved) : std::nullopt;
     auto expected = directory.path() / "a" / "b";
     ::setenv("XDG_DATA_HOME", expected.c_str(), 1);
     auto resolved = userDataDirectory();
-    previous ? ::setenv("XDG_DATA_HOME", previous->c_str(), 1) : ::unsetenv("XDG_DATA_HOME");
+    ::unsetenv("XDG_DATA_HOME"); // nothing else here reads it
     EXPECT_EQ(resolved, expected);
     EXPECT_TRUE(std::filesystem::is_directory(expected));
 #endif
