@@ -46,10 +46,14 @@ TEST(OneShotContinuationTest, ACallbackInsideStartAnErrorAndRacingThreadsEachRes
             done.resumeThrowing(std::make_exception_ptr(std::runtime_error("denied")));
         });
     }());
+    TaskProbe<void> immediate(executor, []() -> Task<void> {
+        co_await withContinuation<void>([](OneShotContinuation<void> done) { done.resume(); });
+    }());
     Captured captured;
     TaskProbe<int> raced(executor, awaitReply(&captured));
     executor.runUntilIdle();
     EXPECT_TRUE(failed.threw<std::runtime_error>());
+    EXPECT_TRUE(immediate.succeeded());
     {
         std::jthread first([done = *captured] { done.resume(1); });
         std::jthread second([done = *captured] { done.resume(2); });

@@ -70,19 +70,20 @@ TEST(SleepTest, SpawnedWorkStartsFromTheQueueAndTimersFireInDeadlineThenScheduli
     spawn(executor, [](Events* events) -> Task<void> {
         co_await sleepFor(0s);
         events->push_back("d");
-        co_await sleepFor(20s); // scheduled by a firing timer, due within the same advance
+        co_await sleepFor(5s); // scheduled by a firing timer, due within the same advance
         events->push_back("e");
     }(&events));
     EXPECT_EQ(executor.runningOperationCount(), 4U);
+    EXPECT_EQ(executor.pendingTimerCount(), 0U); // nothing ran inside spawn
     executor.runUntilIdle();
     EXPECT_TRUE(events.empty());
 
     executor.advance(9s);
-    EXPECT_EQ(events, (Events{"d"}));
+    EXPECT_EQ(events, (Events{"d", "e"}));
     executor.advance(1s);
-    EXPECT_EQ(events, (Events{"d", "b"}));
+    EXPECT_EQ(events, (Events{"d", "e", "b"}));
     executor.advance(20s);
-    EXPECT_EQ(events, (Events{"d", "b", "e", "a", "c"}));
+    EXPECT_EQ(events, (Events{"d", "e", "b", "a", "c"}));
     EXPECT_TRUE(first.isFinished());
     EXPECT_EQ(executor.pendingTimerCount(), 0U);
     EXPECT_EQ(executor.runningOperationCount(), 0U);

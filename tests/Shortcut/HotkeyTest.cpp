@@ -84,6 +84,7 @@ TEST_F(HotkeyManagerTest, KeepsOneRegistrationAndLeavesNoneWhenRefused) {
     EXPECT_EQ(service.activeRegistrations, 0);
     // Only the system's refusal is logged, with its status.
     ASSERT_EQ(log.records().size(), 1U);
+    EXPECT_EQ(log.records()[0].level, LogLevel::error);
     EXPECT_TRUE(log.records()[0].message.ends_with("-9878"));
 
     test::FakeHotKeyService failingInstall;
@@ -116,6 +117,7 @@ TEST_F(HotkeyManagerTest, PressesReachOnFireLaterOnlyWithOurIdentityAndWhileTheM
         scoped.unregister();
         EXPECT_EQ(other.calls, (Calls{"install", "register 49 2048", "unregister", "remove"}));
         scoped.registerHotkey(Hotkey::defaultShortcut());
+        EXPECT_EQ(other.calls.at(4), "install");
     }
     EXPECT_EQ(other.calls.back(), "remove");
     executor.runUntilIdle();
