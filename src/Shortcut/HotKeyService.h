@@ -18,6 +18,7 @@ enum class HotKeyRegistration : std::uintptr_t {};
 enum class HotKeyHandler : std::uintptr_t {};
 
 // The system's global hot-key service. Statuses are the platform's (0 is success).
+// Real: Carbon's event hot keys on macOS. Fake: test::FakeHotKeyService.
 class HotKeyService {
 public:
     struct InstallResult {

@@ -1,5 +1,6 @@
 #include "Storage/AtomicFileWriter.h"
 
+#include "Runtime/Logger.h"
 #include "Storage/FileSystemError.h"
 
 #include <optional>
@@ -12,7 +13,8 @@ void AtomicFileWriter::write(const std::filesystem::path& file, std::string_view
     try {
         replace(file, bytes);
     } catch (const std::system_error& error) {
-        throw FileSystemError("The file “" + file.string() + "” could not be saved", error.code());
+        throw FileSystemError::fileUnchanged("The file “" + file.string() + "” could not be saved",
+                                             error.code());
     }
 }
 
@@ -39,6 +41,14 @@ void AtomicFileWriter::replace(const std::filesystem::path& file, std::string_vi
         }
         fileSystem_->remove(temporary.path);
         throw;
+    }
+    // Every reader now sees the new file and nothing can be undone, so this is no failure of the
+    // write: without it a crash may bring back the old file, but never a mix of the two.
+    try {
+        fileSystem_->syncDirectory(file.parent_path());
+    } catch (const std::system_error& error) {
+        Logger("Storage").error("The saved file's folder could not be synced (error {})",
+                                error.code().value());
     }
 }
 

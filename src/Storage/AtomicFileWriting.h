@@ -6,7 +6,9 @@
 namespace kestrelle {
 
 // Replaces a file's whole content so that a reader, or a crash, sees either the old bytes or the
-// new ones. A platform may add protections of its own (macOS: complete file protection).
+// new ones, and the new bytes are on the storage device when it returns. A platform may add
+// protections of its own (macOS: complete file protection).
+// Real: AtomicFileWriter. Fake: test::FlakyFileWriter.
 class AtomicFileWriting {
 public:
     virtual ~AtomicFileWriting() = default;

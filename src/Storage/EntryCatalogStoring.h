@@ -6,7 +6,8 @@
 namespace kestrelle {
 
 // Loads and saves the catalog. Every failure is a KestrelleError whose description is meant
-// for the user.
+// for the user. Real: EntryRepository, or UnavailableEntryRepository when that cannot be made.
+// Tests use the real one in a TemporaryDirectory.
 class EntryCatalogStoring {
 public:
     virtual ~EntryCatalogStoring() = default;

@@ -40,15 +40,16 @@ bool isBlank(std::string_view text) {
 }
 
 [[noreturn]] void throwUnreadable(const std::filesystem::path& file, int error) {
-    throw FileSystemError("The file “" + file.string() + "” could not be read",
-                          std::error_code(error, std::generic_category()));
+    throw FileSystemError::fileUnchanged("The file “" + file.string() + "” could not be read",
+                                         std::error_code(error, std::generic_category()));
 }
 
 // The file's bytes, at most `limit` of them; nothing when there is no file.
 std::optional<std::string> readIfPresent(const std::filesystem::path& file, std::size_t limit) {
     int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
-        if (errno == ENOENT) {
+        // ENOTDIR: a file stands where the folder should be, so there is no catalog either.
+        if (errno == ENOENT || errno == ENOTDIR) {
             return std::nullopt;
         }
         throwUnreadable(file, errno);
@@ -96,11 +97,16 @@ Task<EntryCatalog> EntryRepository::load() {
 
 Task<void> EntryRepository::save(EntryCatalog catalog) {
     validate(catalog);
+    const std::filesystem::path folder = fileURL_.parent_path();
     std::error_code error;
-    std::filesystem::create_directories(fileURL_.parent_path(), error);
+    std::filesystem::create_directories(folder, error);
     if (error) {
-        throw FileSystemError(
-            "The folder “" + fileURL_.parent_path().string() + "” could not be created", error);
+        std::error_code ignored;
+        const bool fileInTheWay = std::filesystem::is_regular_file(folder, ignored);
+        throw FileSystemError::fileUnchanged(
+            "The folder “" + folder.string() + "” could not be created" +
+                (fileInTheWay ? ", because a file has its name" : ""),
+            error);
     }
     writer_->write(fileURL_, encodeEntryCatalog(catalog));
     co_return;

@@ -15,6 +15,18 @@ namespace {
     throw std::system_error(errno, std::generic_category());
 }
 
+void flushToDevice(int descriptor) {
+#if defined(F_FULLFSYNC)
+    // File systems that cannot flush a drive's cache refuse F_FULLFSYNC; fsync is their best.
+    if (::fcntl(descriptor, F_FULLFSYNC) == 0) {
+        return;
+    }
+#endif
+    if (::fsync(descriptor) != 0) {
+        throwErrno();
+    }
+}
+
 } // namespace
 
 FileSystem::TemporaryFile
@@ -42,9 +54,7 @@ void PosixFileSystem::writeAll(int descriptor, std::string_view bytes) {
 }
 
 void PosixFileSystem::sync(int descriptor) {
-    if (::fsync(descriptor) != 0) {
-        throwErrno();
-    }
+    flushToDevice(descriptor);
 }
 
 void PosixFileSystem::close(int descriptor) {
@@ -58,6 +68,18 @@ void PosixFileSystem::rename(const std::filesystem::path& from, const std::files
     if (std::rename(from.c_str(), to.c_str()) != 0) {
         throwErrno();
     }
+}
+
+void PosixFileSystem::syncDirectory(const std::filesystem::path& directory) {
+    int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) {
+        throwErrno();
+    }
+    struct Closer {
+        int descriptor;
+        ~Closer() { ::close(descriptor); }
+    } closer{descriptor};
+    flushToDevice(descriptor);
 }
 
 void PosixFileSystem::remove(const std::filesystem::path& path) noexcept {

@@ -4,6 +4,7 @@
 
 namespace kestrelle {
 
+// F_FULLFSYNC where the system has it (macOS), fsync elsewhere.
 class PosixFileSystem final : public FileSystem {
 public:
     TemporaryFile createTemporaryFile(const std::filesystem::path& directory,
@@ -12,6 +13,7 @@ public:
     void sync(int descriptor) override;
     void close(int descriptor) override;
     void rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
+    void syncDirectory(const std::filesystem::path& directory) override;
     void remove(const std::filesystem::path& path) noexcept override;
 };
 

@@ -24,14 +24,14 @@ std::optional<std::filesystem::path> xdgDataDirectory(const char* xdgDataHome, c
 std::filesystem::path userDataDirectory() {
     auto directory = xdgDataDirectory(std::getenv("XDG_DATA_HOME"), std::getenv("HOME"));
     if (!directory) {
-        throw FileSystemError("The user data folder could not be found",
-                              std::make_error_code(std::errc::no_such_file_or_directory));
+        throw FileSystemError::noFile("The user data folder could not be found",
+                                      std::make_error_code(std::errc::no_such_file_or_directory));
     }
     std::error_code error;
     std::filesystem::create_directories(*directory, error);
     if (error) {
-        throw FileSystemError("The folder “" + directory->string() + "” could not be created",
-                              error);
+        throw FileSystemError::noFile(
+            "The folder “" + directory->string() + "” could not be created", error);
     }
     return *directory;
 }

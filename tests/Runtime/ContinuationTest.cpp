@@ -15,98 +15,81 @@ namespace {
 
 using test::ManualExecutor;
 using test::TaskProbe;
+using Captured = std::optional<OneShotContinuation<int>>;
 
-Task<int> awaitReply(std::optional<OneShotContinuation<int>>* captured) {
+Task<int> awaitReply(Captured* captured) {
     co_return co_await withContinuation<int>(
         [captured](OneShotContinuation<int> done) { captured->emplace(std::move(done)); });
 }
 
-TEST(OneShotContinuationTest, ResumesExactlyOnceFromTheQueue) {
-    ManualExecutor executor;
-    std::optional<OneShotContinuation<int>> captured;
-    TaskProbe<int> probe(executor, awaitReply(&captured));
-    executor.runUntilIdle();
-    ASSERT_TRUE(captured);
-    EXPECT_FALSE(probe.finished());
-
-    captured->resume(7);
-    EXPECT_FALSE(probe.finished()) << "must not resume inside the callback";
-    captured->resume(8);
-    captured->resumeThrowing(std::make_exception_ptr(std::runtime_error("late")));
-    EXPECT_EQ(executor.runUntilIdle(), 1U);
-    EXPECT_EQ(probe.value(), 7);
+TEST(OneShotContinuationTest, ResumesExactlyOnceFromTheQueueAndNeverAfterTheWaiterIsGone) {
+    Captured captured, orphan;
+    {
+        ManualExecutor executor;
+        TaskProbe<int> probe(executor, awaitReply(&captured));
+        TaskProbe<int> abandoned(executor, awaitReply(&orphan));
+        executor.runUntilIdle();
+        captured->resume(7);
+        EXPECT_FALSE(probe.finished()) << "must not resume inside the callback";
+        captured->resume(8);
+        captured->resumeThrowing(std::make_exception_ptr(std::runtime_error("late")));
+        EXPECT_EQ(executor.runUntilIdle(), 1U);
+        EXPECT_EQ(probe.value(), 7);
+    }
+    orphan->resume(3); // the executor and the frame are gone: nothing to resume, no crash
 }
 
-TEST(OneShotContinuationTest, ACallbackInsideStartAndAnErrorBothWork) {
+TEST(OneShotContinuationTest, ACallbackInsideStartAnErrorAndRacingThreadsEachResumeOnce) {
     ManualExecutor executor;
-    TaskProbe<void> immediate(executor, []() -> Task<void> {
-        co_await withContinuation<void>([](OneShotContinuation<void> done) { done.resume(); });
-    }());
     TaskProbe<int> failed(executor, []() -> Task<int> {
         co_return co_await withContinuation<int>([](OneShotContinuation<int> done) {
             done.resumeThrowing(std::make_exception_ptr(std::runtime_error("denied")));
         });
     }());
+    TaskProbe<void> immediate(executor, []() -> Task<void> {
+        co_await withContinuation<void>([](OneShotContinuation<void> done) { done.resume(); });
+    }());
+    Captured captured;
+    TaskProbe<int> raced(executor, awaitReply(&captured));
     executor.runUntilIdle();
-    EXPECT_TRUE(immediate.succeeded());
     EXPECT_TRUE(failed.threw<std::runtime_error>());
-}
-
-TEST(OneShotContinuationTest, RacingCallbacksFromOtherThreadsResumeOnce) {
-    ManualExecutor executor;
-    std::optional<OneShotContinuation<int>> captured;
-    TaskProbe<int> probe(executor, awaitReply(&captured));
-    executor.runUntilIdle();
+    EXPECT_TRUE(immediate.succeeded());
     {
         std::jthread first([done = *captured] { done.resume(1); });
         std::jthread second([done = *captured] { done.resume(2); });
     }
-    EXPECT_FALSE(probe.finished());
+    EXPECT_FALSE(raced.finished());
     EXPECT_EQ(executor.runUntilIdle(), 1U);
-    ASSERT_TRUE(probe.succeeded());
-    EXPECT_TRUE(probe.value() == 1 || probe.value() == 2);
+    EXPECT_TRUE(raced.value() == 1 || raced.value() == 2);
 }
 
-TEST(OneShotContinuationTest, ACallbackAfterTheWaiterIsGoneIsIgnored) {
-    std::optional<OneShotContinuation<int>> captured;
-    {
-        ManualExecutor executor;
-        TaskProbe<int> probe(executor, awaitReply(&captured));
-        executor.runUntilIdle();
-    }
-    captured->resume(3); // the executor and the frame are gone: nothing to resume, no crash
-}
-
-TEST(OffloadTest, RunsOnTheQueueAndResumesOnTheMainLoop) {
+TEST(OffloadTest, RunsOnTheQueueAndResumesOnTheMainLoopWithTheResultOrTheError) {
     RunLoopExecutor loop;
     BackgroundQueue queue;
-    const auto mainThread = std::this_thread::get_id();
-    std::thread::id workThread;
-    std::thread::id resumedOn;
-    bool errorSeen = false;
-    int result = 0;
-
-    spawn(loop,
-          [](RunLoopExecutor& loop, BackgroundQueue& queue, std::thread::id& workThread,
-             std::thread::id& resumedOn, int& result, bool& errorSeen) -> Task<void> {
-              result = co_await offload(queue, [&] {
-                  workThread = std::this_thread::get_id();
-                  return 41 + 1;
-              });
-              resumedOn = std::this_thread::get_id();
-              try {
-                  co_await offload(queue, []() -> void { throw std::runtime_error("disk gone"); });
-              } catch (const std::runtime_error&) {
-                  errorSeen = true;
-              }
-              loop.stop();
-          }(loop, queue, workThread, resumedOn, result, errorSeen));
+    struct Seen {
+        std::thread::id work, resumed;
+        int result = 0;
+        bool error = false;
+    } seen;
+    spawn(loop, [](RunLoopExecutor& loop, BackgroundQueue& queue, Seen& seen) -> Task<void> {
+        auto work = [&seen] {
+            seen.work = std::this_thread::get_id();
+            return 42;
+        };
+        seen.result = co_await offload(queue, work);
+        seen.resumed = std::this_thread::get_id();
+        try {
+            co_await offload(queue, []() -> void { throw std::runtime_error("disk gone"); });
+        } catch (const std::runtime_error&) {
+            seen.error = true;
+        }
+        loop.stop();
+    }(loop, queue, seen));
     loop.run();
-
-    EXPECT_EQ(result, 42);
-    EXPECT_NE(workThread, mainThread);
-    EXPECT_EQ(resumedOn, mainThread);
-    EXPECT_TRUE(errorSeen);
+    EXPECT_EQ(seen.result, 42);
+    EXPECT_NE(seen.work, std::this_thread::get_id());
+    EXPECT_EQ(seen.resumed, std::this_thread::get_id());
+    EXPECT_TRUE(seen.error);
 }
 
 TEST(RunLoopExecutorTest, ServesPostsFromOtherThreadsAndTimersInOrder) {
@@ -115,8 +98,7 @@ TEST(RunLoopExecutorTest, ServesPostsFromOtherThreadsAndTimersInOrder) {
     std::vector<int> order;
     loop.scheduleAfter(2ms, [&] { order.push_back(2); });
     loop.scheduleAfter(1ms, [&] { order.push_back(1); });
-    const auto cancelled = loop.scheduleAfter(1ms, [&] { order.push_back(-1); });
-    loop.cancelTimer(cancelled);
+    loop.cancelTimer(loop.scheduleAfter(1ms, [&] { order.push_back(-1); }));
     loop.scheduleAfter(3ms, [&] {
         order.push_back(3);
         std::jthread([&loop] { loop.post([&loop] { loop.stop(); }); });

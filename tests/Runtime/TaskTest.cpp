@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 using test::ManualExecutor;
 using test::runTask;
 using test::TaskProbe;
+using Events = std::vector<std::string>;
 
 // Counts its destructions, to prove that cleanup ran.
 struct Cleanup {
@@ -23,37 +24,31 @@ struct Cleanup {
     ~Cleanup() { ++*count; }
 };
 
-Task<int> leaf(int value) {
+Task<int> twice(int value) {
     co_return value * 2;
 }
 
-Task<int> middle(int value) {
-    int doubled = co_await leaf(value);
-    co_return doubled + co_await leaf(1);
-}
-
-Task<std::string> failing() {
-    throw std::runtime_error("leaf failed");
-    co_return "";
-}
-
-Task<std::string> rethrowing(int* cleanups) {
+Task<int> failing(int* cleanups) {
     Cleanup cleanup{cleanups};
-    co_return co_await failing();
+    co_await twice(1);
+    throw std::runtime_error("leaf failed");
 }
 
-TEST(TaskTest, ValuesAndErrorsTravelThroughNestedAwaits) {
+Task<void> sleeper(Duration delay, Events* events, std::string name) {
+    co_await sleepFor(delay);
+    events->push_back(name);
+}
+
+TEST(TaskTest, ValuesAndErrorsTravelThroughNestedAwaitsAndAnUnstartedTaskDoesNothing) {
     ManualExecutor executor;
-    EXPECT_EQ(runTask(executor, middle(5)), 12);
-
+    auto sum = [](int value) -> Task<int> { co_return co_await twice(value) + co_await twice(1); };
+    EXPECT_EQ(runTask(executor, sum(5)), 12);
     int cleanups = 0;
-    EXPECT_THROW(runTask(executor, rethrowing(&cleanups)), std::runtime_error);
+    auto rethrow = [](int* cleanups) -> Task<int> { co_return co_await failing(cleanups); };
+    EXPECT_THROW(runTask(executor, rethrow(&cleanups)), std::runtime_error);
     EXPECT_EQ(cleanups, 1);
-}
 
-TEST(TaskTest, IsLazyAndAnUnstartedTaskIsDestroyedWithItsArguments) {
     bool ran = false;
-    int cleanups = 0;
     auto body = [](bool* ran, Cleanup) -> Task<void> {
         *ran = true;
         co_return;
@@ -66,83 +61,73 @@ TEST(TaskTest, IsLazyAndAnUnstartedTaskIsDestroyedWithItsArguments) {
     EXPECT_EQ(cleanups, 1);
 }
 
-TEST(SpawnTest, SpawnedWorkStartsFromTheQueue) {
+TEST(SleepTest, SpawnedWorkStartsFromTheQueueAndTimersFireInDeadlineThenSchedulingOrder) {
     ManualExecutor executor;
-    bool ran = false;
-    auto handle = spawn(executor, [](bool* ran) -> Task<void> {
-        *ran = true;
-        co_return;
-    }(&ran));
-    EXPECT_FALSE(ran);
-    EXPECT_EQ(executor.runningOperationCount(), 1U);
-    executor.runUntilIdle();
-    EXPECT_TRUE(ran);
-    EXPECT_TRUE(handle.isFinished());
-    EXPECT_EQ(executor.runningOperationCount(), 0U);
-}
-
-Task<void> sleeper(Duration delay, std::vector<std::string>* events, std::string name) {
-    co_await sleepFor(delay);
-    events->push_back(name);
-}
-
-TEST(SleepTest, TimersFireInDeadlineOrderThenSchedulingOrder) {
-    ManualExecutor executor;
-    std::vector<std::string> events;
-    spawn(executor, sleeper(30s, &events, "a"));
+    Events events;
+    auto first = spawn(executor, sleeper(30s, &events, "a"));
     spawn(executor, sleeper(10s, &events, "b"));
     spawn(executor, sleeper(30s, &events, "c"));
-    spawn(executor, sleeper(0s, &events, "d"));
+    spawn(executor, [](Events* events) -> Task<void> {
+        co_await sleepFor(0s);
+        events->push_back("d");
+        co_await sleepFor(5s); // scheduled by a firing timer, due within the same advance
+        events->push_back("e");
+    }(&events));
+    EXPECT_EQ(executor.runningOperationCount(), 4U);
+    EXPECT_EQ(executor.pendingTimerCount(), 0U); // nothing ran inside spawn
     executor.runUntilIdle();
     EXPECT_TRUE(events.empty());
 
     executor.advance(9s);
-    EXPECT_EQ(events, (std::vector<std::string>{"d"}));
+    EXPECT_EQ(events, (Events{"d", "e"}));
     executor.advance(1s);
-    EXPECT_EQ(events, (std::vector<std::string>{"d", "b"}));
+    EXPECT_EQ(events, (Events{"d", "e", "b"}));
     executor.advance(20s);
-    EXPECT_EQ(events, (std::vector<std::string>{"d", "b", "a", "c"}));
+    EXPECT_EQ(events, (Events{"d", "e", "b", "a", "c"}));
+    EXPECT_TRUE(first.isFinished());
     EXPECT_EQ(executor.pendingTimerCount(), 0U);
+    EXPECT_EQ(executor.runningOperationCount(), 0U);
 }
 
-TEST(SleepTest, TimersScheduledByFiringTimersFireWithinTheSameAdvance) {
-    ManualExecutor executor;
-    std::vector<std::string> events;
-    TaskProbe<void> probe(executor, [](std::vector<std::string>* events) -> Task<void> {
-        co_await sleepFor(10s);
-        events->push_back("first");
-        co_await sleepFor(10s);
-        events->push_back("second");
-    }(&events));
-    executor.advance(20s);
-    EXPECT_EQ(events, (std::vector<std::string>{"first", "second"}));
-    EXPECT_TRUE(probe.succeeded());
-}
-
-TEST(CancellationTest, CancelDuringASleepEndsItAtOnceAndRunsCleanup) {
+TEST(CancellationTest, CancellingEndsNestedSleepsAtOnceAndRunsEveryCleanup) {
     ManualExecutor executor;
     int cleanups = 0;
     bool reachedEnd = false;
-    TaskProbe<void> probe(executor, [](int* cleanups, bool* reachedEnd) -> Task<void> {
+    auto inner = [](int* cleanups) -> Task<int> {
         Cleanup cleanup{cleanups};
-        co_await sleepFor(30s);
+        co_await sleepFor(1s);
+        co_await sleepFor(1h);
+        co_return 1;
+    };
+    auto outer = [](auto inner, int* cleanups, bool* reachedEnd) -> Task<int> {
+        Cleanup cleanup{cleanups};
+        int value = co_await inner(cleanups);
         *reachedEnd = true;
-    }(&cleanups, &reachedEnd));
-    executor.advance(5s);
+        co_return value;
+    };
+    TaskProbe<int> probe(executor, outer(inner, &cleanups, &reachedEnd));
+    executor.advance(2s);
     probe.cancel();
     executor.runUntilIdle();
-
     EXPECT_TRUE(probe.threw<CancelledError>());
-    EXPECT_FALSE(reachedEnd);
-    EXPECT_EQ(cleanups, 1);
-    EXPECT_EQ(executor.pendingTimerCount(), 0U);
     EXPECT_TRUE(probe.handle().isCancelled());
+    EXPECT_FALSE(reachedEnd);
+    EXPECT_EQ(cleanups, 2);
+    EXPECT_EQ(executor.pendingTimerCount(), 0U);
+
+    // After the end a cancellation changes nothing.
+    TaskProbe<int> finished(executor, twice(2));
+    executor.runUntilIdle();
+    finished.cancel();
+    executor.runUntilIdle();
+    EXPECT_EQ(finished.value(), 4);
+    EXPECT_FALSE(finished.handle().isCancelled());
 }
 
 TEST(CancellationTest, CancelBeforeStartIsSeenAtTheFirstCancellationPoint) {
     ManualExecutor executor;
-    std::vector<std::string> events;
-    TaskProbe<void> probe(executor, [](std::vector<std::string>* events) -> Task<void> {
+    Events events;
+    TaskProbe<void> probe(executor, [](Events* events) -> Task<void> {
         const bool cancelled = co_await isCancelled();
         events->push_back(cancelled ? "cancelled" : "running");
         co_await checkCancellation();
@@ -150,54 +135,22 @@ TEST(CancellationTest, CancelBeforeStartIsSeenAtTheFirstCancellationPoint) {
     }(&events));
     probe.cancel();
     executor.runUntilIdle();
-    EXPECT_EQ(events, (std::vector<std::string>{"cancelled"}));
+    EXPECT_EQ(events, (Events{"cancelled"}));
     EXPECT_TRUE(probe.threw<CancelledError>());
-}
-
-TEST(CancellationTest, NestedTasksSeeTheOperationsCancellation) {
-    ManualExecutor executor;
-    int cleanups = 0;
-    auto inner = [](int* cleanups) -> Task<int> {
-        Cleanup cleanup{cleanups};
-        co_await sleepFor(1s);
-        co_await sleepFor(1h);
-        co_return 1;
-    };
-    auto outer = [](auto inner, int* cleanups) -> Task<int> {
-        Cleanup cleanup{cleanups};
-        co_return co_await inner(cleanups);
-    };
-    TaskProbe<int> probe(executor, outer(inner, &cleanups));
-    executor.advance(2s);
-    probe.cancel();
-    executor.runUntilIdle();
-    EXPECT_TRUE(probe.threw<CancelledError>());
-    EXPECT_EQ(cleanups, 2);
-}
-
-TEST(CancellationTest, CancelAfterFinishingChangesNothing) {
-    ManualExecutor executor;
-    TaskProbe<int> probe(executor, leaf(2));
-    executor.runUntilIdle();
-    probe.cancel();
-    executor.runUntilIdle();
-    EXPECT_EQ(probe.value(), 4);
-    EXPECT_FALSE(probe.handle().isCancelled());
 }
 
 TEST(JoinTest, JoinWaitsForTheEndHoweverItEnds) {
     ManualExecutor executor;
-    std::vector<std::string> events;
+    Events events;
     auto worker = spawn(executor, sleeper(1h, &events, "worker"));
-    TaskProbe<void> joiner(executor,
-                           [](TaskHandle worker, std::vector<std::string>* events) -> Task<void> {
-                               worker.cancel();
-                               co_await worker.join();
-                               events->push_back("joined");
-                               co_await worker.join(); // an ended operation is joined at once
-                           }(worker, &events));
+    TaskProbe<void> joiner(executor, [](TaskHandle worker, Events* events) -> Task<void> {
+        worker.cancel();
+        co_await worker.join();
+        events->push_back("joined");
+        co_await worker.join(); // an ended operation is joined at once
+    }(worker, &events));
     executor.runUntilIdle();
-    EXPECT_EQ(events, (std::vector<std::string>{"joined"}));
+    EXPECT_EQ(events, (Events{"joined"}));
     EXPECT_TRUE(joiner.succeeded());
 }
 

@@ -9,54 +9,50 @@
 namespace kestrelle {
 namespace {
 
-using test::FaultyFileSystem;
 using test::TemporaryDirectory;
-using Step = FaultyFileSystem::Step;
+using Step = test::FaultyFileSystem::Step;
 
-class AtomicFileWriterTest : public ::testing::Test {
-protected:
-    AtomicFileWriterTest() {
-        auto fileSystem = std::make_unique<FaultyFileSystem>();
-        faults = fileSystem.get();
-        writer = std::make_unique<AtomicFileWriter>(std::move(fileSystem));
-    }
-
+struct AtomicFileWriterTest : ::testing::Test {
     TemporaryDirectory directory;
     std::filesystem::path file = directory.path() / "entries.json";
-    FaultyFileSystem* faults;
-    std::unique_ptr<AtomicFileWriter> writer;
+    std::unique_ptr<test::FaultyFileSystem> owned = std::make_unique<test::FaultyFileSystem>();
+    test::FaultyFileSystem& faults = *owned;
+    AtomicFileWriter writer{std::move(owned)};
+    const std::set<std::string> onlyTheFile{"entries.json"};
 };
 
-TEST_F(AtomicFileWriterTest, ReplacesTheWholeFileAndLeavesNothingElse) {
-    writer->write(file, "a longer first version");
-    writer->write(file, "second");
+TEST_F(AtomicFileWriterTest, FlushesBeforeTheRenameAndTheFolderAfterIt) {
+    writer.write(file, "a longer first version");
+    // A folder that cannot be synced does not undo a rename every reader already sees.
+    faults.failingStep = Step::syncDirectory;
+    faults.steps.clear();
+    writer.write(file, "second");
     EXPECT_EQ(TemporaryDirectory::read(file), "second");
-    EXPECT_EQ(TemporaryDirectory::names(directory.path()), std::set<std::string>{"entries.json"});
+    EXPECT_EQ(TemporaryDirectory::names(directory.path()), onlyTheFile);
+    EXPECT_EQ(faults.steps, (std::vector{Step::createTemporaryFile, Step::writeAll, Step::sync,
+                                         Step::close, Step::rename, Step::syncDirectory}));
 }
 
-TEST_F(AtomicFileWriterTest, AFailureAtAnyStepKeepsTheOldFileAndRemovesTheTemporaryOne) {
-    const std::string old = "old content\n";
+TEST_F(AtomicFileWriterTest, AFailureAtAnyStepBeforeTheRenameKeepsTheOldFileAndNothingElse) {
     for (Step step :
          {Step::createTemporaryFile, Step::writeAll, Step::sync, Step::close, Step::rename}) {
         SCOPED_TRACE(static_cast<int>(step));
-        faults->failingStep = std::nullopt;
+        faults.failingStep = step;
         std::filesystem::remove(file);
-        faults->failingStep = step;
-
-        EXPECT_THROW(writer->write(file, "new content that never lands"), FileSystemError);
+        EXPECT_THROW(writer.write(file, "new content that never lands"), FileSystemError);
         EXPECT_TRUE(TemporaryDirectory::names(directory.path()).empty());
 
-        TemporaryDirectory::write(file, old);
+        TemporaryDirectory::write(file, "old\n");
         try {
-            writer->write(file, "new content that never lands");
+            writer.write(file, "new content that never lands");
             ADD_FAILURE() << "no error";
         } catch (const FileSystemError& error) {
-            EXPECT_TRUE(error.description().starts_with("The file “" + file.string() +
-                                                        "” could not be saved: "));
+            EXPECT_EQ(error.description(), "The file “" + file.string() + "” could not be saved: " +
+                                               std::make_error_code(std::errc::io_error).message() +
+                                               ". It was not changed.");
         }
-        EXPECT_EQ(TemporaryDirectory::read(file), old);
-        EXPECT_EQ(TemporaryDirectory::names(directory.path()),
-                  std::set<std::string>{"entries.json"});
+        EXPECT_EQ(TemporaryDirectory::read(file), "old\n");
+        EXPECT_EQ(TemporaryDirectory::names(directory.path()), onlyTheFile);
     }
 }
 

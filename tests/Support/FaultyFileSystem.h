@@ -4,16 +4,19 @@
 
 #include <optional>
 #include <system_error>
+#include <vector>
 
 namespace kestrelle::test {
 
 // The real file system, except that one chosen step fails after doing what a real failure could
-// have done: a failed write leaves half the bytes, a failed close still closes.
+// have done: a failed write leaves half the bytes, a failed close still closes. Records the
+// steps taken.
 class FaultyFileSystem final : public FileSystem {
 public:
-    enum class Step { createTemporaryFile, writeAll, sync, close, rename };
+    enum class Step { createTemporaryFile, writeAll, sync, close, rename, syncDirectory };
 
     std::optional<Step> failingStep;
+    std::vector<Step> steps;
 
     TemporaryFile createTemporaryFile(const std::filesystem::path& directory,
                                       const std::string& prefix) override {
@@ -23,8 +26,8 @@ public:
     void writeAll(int descriptor, std::string_view bytes) override {
         if (failingStep == Step::writeAll) {
             real_.writeAll(descriptor, bytes.substr(0, bytes.size() / 2));
-            fail(std::errc::no_space_on_device);
         }
+        failIf(Step::writeAll);
         real_.writeAll(descriptor, bytes);
     }
     void sync(int descriptor) override {
@@ -39,16 +42,18 @@ public:
         failIf(Step::rename);
         real_.rename(from, to);
     }
+    void syncDirectory(const std::filesystem::path& directory) override {
+        failIf(Step::syncDirectory);
+        real_.syncDirectory(directory);
+    }
     void remove(const std::filesystem::path& path) noexcept override { real_.remove(path); }
 
 private:
     void failIf(Step step) {
+        steps.push_back(step);
         if (failingStep == step) {
-            fail(std::errc::io_error);
+            throw std::system_error(std::make_error_code(std::errc::io_error));
         }
-    }
-    [[noreturn]] static void fail(std::errc error) {
-        throw std::system_error(std::make_error_code(error));
     }
 
     PosixFileSystem real_;

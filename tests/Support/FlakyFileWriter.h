@@ -22,8 +22,8 @@ public:
 
     // What the real writer throws on a full disk.
     static FileSystemError failure(const std::filesystem::path& file) {
-        return FileSystemError("The file “" + file.string() + "” could not be saved",
-                               std::make_error_code(std::errc::no_space_on_device));
+        return FileSystemError::fileUnchanged("The file “" + file.string() + "” could not be saved",
+                                              std::make_error_code(std::errc::no_space_on_device));
     }
 
     int failures = 0;
