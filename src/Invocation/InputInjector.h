@@ -1,11 +1,15 @@
 #pragma once
 
+#include "Invocation/CapturedInsertionTarget.h"
 #include "Invocation/KeyboardEventPosting.h"
-#include "Invocation/PasswordInjecting.h"
 #include "Runtime/ModifierFlags.h"
+#include "Runtime/Task.h"
+#include "Runtime/Uuid.h"
+#include "Storage/TransientSecret.h"
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -15,7 +19,7 @@ namespace kestrelle {
 // characters, in short chunks posted to the target's process alone. It waits for the
 // shortcut's modifier keys to be released first, and re-validates the target before every
 // chunk. Main-thread object.
-class InputInjector final : public PasswordInjecting {
+class InputInjector {
 public:
     static constexpr int chunkLimit = 20;
     static constexpr std::chrono::milliseconds keyPressHold{12};
@@ -30,11 +34,16 @@ public:
     InputInjector(const InputInjector&) = delete;
     InputInjector& operator=(const InputInjector&) = delete;
 
+    // Returns once the whole password was posted. Throws InputInjectionError, or CancelledError
+    // when the generation moved or the operation was cancelled; what was typed by then stays.
+    // The secret is borrowed and must outlive the task; a null target is `unavailableTarget`.
     Task<void> insert(const TransientSecret& secret,
-                      std::shared_ptr<CapturedInsertionTarget> target) override;
+                      std::shared_ptr<CapturedInsertionTarget> target);
 
-    Uuid generation() const override { return generation_; }
-    void setGeneration(Uuid generation) override { generation_ = generation; }
+    // Each insertion keeps the value it started with; writing a fresh one stops it at its next
+    // check.
+    Uuid generation() const { return generation_; }
+    void setGeneration(Uuid generation) { generation_ = generation; }
 
     // Views into `text` of at most `limit` units each, never splitting a surrogate pair, that
     // together make up `text`. A limit below 2 gives none.

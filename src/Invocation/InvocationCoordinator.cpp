@@ -321,14 +321,9 @@ void InvocationCoordinator::cancel(Uuid invocationID) {
     }
 }
 
-Task<void> InvocationCoordinator::cancelAndWait() {
-    state_ = Idle{};
-    std::exchange(operationTask_, {}).cancel();
-    std::exchange(expiryTask_, {}).cancel();
-    picker_->dismiss(true);
-    injector_.setGeneration(Uuid::random());
+void InvocationCoordinator::cancelAll() {
+    cancel();
     securePasswords_->cancelAll();
-    co_return;
 }
 
 void InvocationCoordinator::finish(Uuid invocationID) {

@@ -4,9 +4,9 @@
 #include "Invocation/ApplicationActivations.h"
 #include "Invocation/ApplicationWorkspace.h"
 #include "Invocation/CapturedInsertionTarget.h"
+#include "Invocation/InputInjector.h"
 #include "Invocation/InvocationCatalogProvider.h"
-#include "Invocation/PasswordCopying.h"
-#include "Invocation/PasswordInjecting.h"
+#include "Invocation/PasswordClipboard.h"
 #include "Picker/PasswordPicker.h"
 #include "Runtime/Executor.h"
 #include "Runtime/Logger.h"
@@ -43,8 +43,8 @@ public:
         std::shared_ptr<SecurePasswordService> securePasswords;
         EntryCatalogStoring& repository;
         std::shared_ptr<PasswordPicker> picker;
-        PasswordInjecting& injector;
-        PasswordCopying& clipboard;
+        InputInjector& injector;
+        PasswordClipboard& clipboard;
         ApplicationWorkspace& workspace;
         ApplicationActivations& activations;
         AlertPresenting& alerts;
@@ -64,8 +64,9 @@ public:
     void begin();
     // Abandons whatever invocation is running.
     void cancel();
-    // The hard reset that precedes every change to entries: no approval survives it.
-    Task<void> cancelAndWait();
+    // The hard reset that precedes every change to entries: abandons the invocation, and no
+    // approval survives it.
+    void cancelAll();
     // Opens Settings when the picker's Configure button is pressed.
     void setOnConfigure(std::function<void()> onConfigure) {
         onConfigure_ = std::move(onConfigure);
@@ -138,8 +139,8 @@ private:
     std::shared_ptr<SecurePasswordService> securePasswords_;
     std::shared_ptr<InvocationCatalogProvider> catalog_;
     std::shared_ptr<PasswordPicker> picker_;
-    PasswordInjecting& injector_;
-    PasswordCopying& clipboard_;
+    InputInjector& injector_;
+    PasswordClipboard& clipboard_;
     ApplicationWorkspace& workspace_;
     ApplicationActivations& activations_;
     AlertPresenting& alerts_;

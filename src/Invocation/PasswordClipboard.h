@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Invocation/PasswordCopying.h"
 #include "Invocation/PasteboardService.h"
 #include "Runtime/Executor.h"
 #include "Runtime/TaskHandle.h"
+#include "Storage/TransientSecret.h"
 
 #include <chrono>
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace kestrelle {
 
 // Copies a password as concealed text, which clipboard managers leave out of their history,
 // and clears it a minute later unless something else was copied since. Main-thread object.
-class PasswordClipboard final : public PasswordCopying {
+class PasswordClipboard {
 public:
     static constexpr std::string_view plainTextType = "public.utf8-plain-text";
     static constexpr std::string_view concealedType = "org.nspasteboard.ConcealedType";
@@ -25,8 +25,9 @@ public:
     PasswordClipboard(const PasswordClipboard&) = delete;
     PasswordClipboard& operator=(const PasswordClipboard&) = delete;
 
-    // Invalid UTF-8 leaves the pasteboard and the pending clear alone.
-    void copy(const TransientSecret& secret) override;
+    // Throws InputInjectionError `invalidUTF8`, leaving the pasteboard and the pending clear
+    // alone. The secret is borrowed.
+    void copy(const TransientSecret& secret);
 
 private:
     static Task<void> clearUnlessChanged(PasteboardService& pasteboard,

@@ -310,10 +310,10 @@ TEST_F(InvocationCoordinatorTest, ConfigureEndsTheInvocationAndOpensSettings) {
     EXPECT_FALSE(panel->isVisible());
 }
 
-TEST_F(InvocationCoordinatorTest, CancelAndWaitEndsEveryApproval) {
+TEST_F(InvocationCoordinatorTest, CancelAllEndsEveryApproval) {
     saveEntry("GitHub", "hunter2");
     press();
-    test::runTask(executor, coordinator->cancelAndWait());
+    coordinator->cancelAll();
     EXPECT_FALSE(panel->isVisible());
     EXPECT_FALSE(service->hasReusableCredential());
     press();

@@ -104,10 +104,7 @@ protected:
                            [&](const std::string& line) { return line.starts_with(prefix); });
     }
 
-    Task<void> cancelInvocation() {
-        promptsWhenInvocationsCancelled.push_back(factory.made.size());
-        co_return;
-    }
+    void cancelInvocation() { promptsWhenInvocationsCancelled.push_back(factory.made.size()); }
 
     std::vector<std::size_t> promptsWhenInvocationsCancelled;
     PasswordSettingsService service{repository, securePasswords,
