@@ -4,11 +4,11 @@
 #include "Invocation/KeyboardEventPosting.h"
 #include "Runtime/ModifierFlags.h"
 #include "Runtime/Task.h"
-#include "Runtime/Uuid.h"
 #include "Storage/TransientSecret.h"
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -34,29 +34,25 @@ public:
     InputInjector(const InputInjector&) = delete;
     InputInjector& operator=(const InputInjector&) = delete;
 
+    // Asked before every step of an insertion; once it says no, typing stops.
+    using StillWanted = std::function<bool()>;
+
     // Returns once the whole password was posted. Throws InputInjectionError, or CancelledError
-    // when the generation moved or the operation was cancelled; what was typed by then stays.
+    // when `stillWanted` says no or the operation is cancelled; what was typed by then stays.
     // The secret is borrowed and must outlive the task; a null target is `unavailableTarget`.
     Task<void> insert(const TransientSecret& secret,
-                      std::shared_ptr<CapturedInsertionTarget> target);
-
-    // Each insertion keeps the value it started with; writing a fresh one stops it at its next
-    // check.
-    Uuid generation() const { return generation_; }
-    void setGeneration(Uuid generation) { generation_ = generation; }
+                      std::shared_ptr<CapturedInsertionTarget> target, StillWanted stillWanted);
 
     // Views into `text` of at most `limit` units each, never splitting a surrogate pair, that
     // together make up `text`. A limit below 2 gives none.
     static std::vector<std::u16string_view> utf16Chunks(std::u16string_view text, int limit);
 
 private:
-    Task<void> waitForModifierRelease(Uuid operation);
+    Task<void> waitForModifierRelease(const StillWanted& stillWanted);
     Task<void> postUnicode(std::u16string_view text, CapturedInsertionTarget& target,
-                           Uuid operation);
-    void throwIfSuperseded(const Uuid& operation) const;
+                           const StillWanted& stillWanted);
 
     KeyboardEventPosting& keyboard_;
-    Uuid generation_ = Uuid::random();
 };
 
 } // namespace kestrelle

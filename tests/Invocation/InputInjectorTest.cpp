@@ -52,7 +52,8 @@ protected:
     test::TaskProbe<void> typeInto(std::string_view password,
                                    std::shared_ptr<CapturedInsertionTarget> into) {
         secret = std::make_unique<TransientSecret>(SecretBytes(password.begin(), password.end()));
-        test::TaskProbe<void> probe(executor, injector.insert(*secret, std::move(into)));
+        test::TaskProbe<void> probe(
+            executor, injector.insert(*secret, std::move(into), [this] { return wanted; }));
         executor.runUntilIdle();
         return probe;
     }
@@ -73,6 +74,7 @@ protected:
         std::make_shared<test::FakeInsertionTarget>(targetPid);
     InputInjector injector{keyboard};
     std::unique_ptr<TransientSecret> secret;
+    bool wanted = true;
 };
 
 TEST(InputInjectorChunksTest, KeepWithinTheLimitAndNeverSplitASurrogatePair) {
@@ -215,10 +217,10 @@ TEST_F(InputInjectorTest, FailuresBetweenChunksKeepWhatWasTyped) {
     EXPECT_EQ(keyboard.posted.size(), 2U);
 }
 
-TEST_F(InputInjectorTest, ANewGenerationStopsBeforeTheNextChunkAfterTheKeyUp) {
+TEST_F(InputInjectorTest, AnInsertionNoLongerWantedStopsBeforeTheNextChunkAfterTheKeyUp) {
     keyboard.afterPost = [this](const auto& event) {
         if (event.keyDown) {
-            injector.setGeneration(Uuid::random());
+            wanted = false;
         }
     };
     const auto probe = type(asciiPassword(30));
@@ -231,9 +233,12 @@ TEST_F(InputInjectorTest, ANewGenerationStopsBeforeTheNextChunkAfterTheKeyUp) {
 
     // While waiting for the modifiers too.
     keyboard.posted.clear();
+    keyboard.afterPost = nullptr;
     keyboard.heldChecks = 100;
+    wanted = true;
     const auto waiting = type("abc");
-    injector.setGeneration(Uuid::random());
+    EXPECT_FALSE(waiting.finished());
+    wanted = false;
     executor.advance(25ms);
     EXPECT_TRUE(waiting.threw<CancelledError>());
     EXPECT_TRUE(keyboard.posted.empty());

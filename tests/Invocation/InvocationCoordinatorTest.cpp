@@ -1,7 +1,7 @@
 #include "Invocation/InvocationCoordinator.h"
 
-#include "Invocation/InputInjector.h"
-#include "Invocation/PasswordClipboard.h"
+#include "Runtime/Offload.h"
+#include "Security/BiometricAuthenticationError.h"
 #include "Storage/EntryRepository.h"
 #include "Storage/SecretStore.h"
 #include "Support/FakeAlerts.h"
@@ -13,7 +13,6 @@
 #include "Support/FakeKeychainBackend.h"
 #include "Support/FakePasteboard.h"
 #include "Support/FakePickerPanel.h"
-#include "Support/InlineQueue.h"
 #include "Support/LogCapture.h"
 #include "Support/ManualExecutor.h"
 #include "Support/ManualQueue.h"
@@ -26,11 +25,41 @@ namespace kestrelle {
 namespace {
 
 using namespace std::chrono_literals;
+using Kind = InputInjectionError::Kind;
 using Phase = InvocationCoordinator::Phase;
 
 constexpr std::int32_t ownPid = 1;
 constexpr std::int32_t editorPid = 42;
 constexpr std::int32_t otherPid = 77;
+const FrontmostApplication editor{editorPid, "com.example.editor"};
+const FrontmostApplication other{otherPid, "com.example.other"};
+const FrontmostApplication prompt{5, "com.apple.CoreAuthUI"};
+
+// Background work that runs at once, unless the test holds it to act meanwhile.
+class HoldableQueue final : public SerialQueue {
+public:
+    void async(std::function<void()> work) override {
+        held ? pending.async(std::move(work)) : work();
+    }
+    bool held = false;
+    test::ManualQueue pending;
+};
+
+// The real repository, read through a queue, as a slower store would be.
+class QueuedRepository final : public EntryCatalogStoring {
+public:
+    QueuedRepository(EntryCatalogStoring& inner, SerialQueue& queue)
+        : inner_(inner), queue_(queue) {}
+    Task<EntryCatalog> load() override {
+        co_await offload(queue_, [] {});
+        co_return co_await inner_.load();
+    }
+    Task<void> save(EntryCatalog catalog) override { return inner_.save(std::move(catalog)); }
+
+private:
+    EntryCatalogStoring& inner_;
+    SerialQueue& queue_;
+};
 
 // The whole invocation road: the real secure password service, catalog repository (on a
 // temporary directory), picker, injector and clipboard, with fakes at every platform seam.
@@ -38,17 +67,21 @@ class InvocationCoordinatorTest : public ::testing::Test {
 protected:
     InvocationCoordinatorTest() {
         workspace.currentPid = ownPid;
-        workspace.frontmost = FrontmostApplication{editorPid, "com.example.editor"};
+        workspace.frontmost = editor;
         auto ownedPanel = std::make_unique<test::FakePickerPanel>();
         panel = ownedPanel.get();
         picker = PasswordPicker::create(std::move(ownedPanel), executor);
-        coordinator = InvocationCoordinator::create({executor, service, repository, picker,
+        coordinator = InvocationCoordinator::create({executor, service, queuedRepository, picker,
                                                      injector, clipboard, workspace, activations,
                                                      alerts, [this] { return capturedTarget; }});
     }
 
     void TearDown() override {
-        coordinator->cancel();
+        if (coordinator) {
+            coordinator->cancel();
+        }
+        keychainQueue.pending.runAll();
+        catalogQueue.pending.runAll();
         executor.runUntilIdle();
         EXPECT_EQ(service->liveRecordCount(), 0U);
         EXPECT_FALSE(service->isGateHeld());
@@ -66,19 +99,19 @@ protected:
                                                             std::nullopt};
         return id;
     }
-    void removeEntry(const Uuid& id) {
-        auto catalog = test::runTask(executor, repository.load());
-        std::erase_if(catalog.orderedEntries, [&](const auto& entry) { return entry.id() == id; });
-        test::runTask(executor, repository.save(catalog));
-    }
     // Presses the shortcut and lets the approval (and anything else that needs no time) run.
     void press() {
         coordinator->begin();
         executor.runUntilIdle();
     }
-    void pressDigit(int digit, std::uint64_t modifiers = 0) {
+    void pressDigit(int digit) {
         const std::uint16_t keyCodes[] = {29, 18, 19, 20, 21, 23, 22, 26, 28, 25};
-        panel->press({keyCodes[digit], std::to_string(digit), modifiers});
+        panel->press({keyCodes[digit], std::to_string(digit), 0});
+        executor.runUntilIdle();
+    }
+    // Command-1 copies even when typing is offered.
+    void pressDigitToCopy() {
+        panel->press({18, "1", modifier::command});
         executor.runUntilIdle();
     }
     std::size_t keyDowns() const {
@@ -88,23 +121,36 @@ protected:
     std::vector<std::string> alertTexts() const {
         std::vector<std::string> texts;
         for (const auto& alert : alerts.shown) {
-            EXPECT_EQ(alert.messageText, "Password not delivered");
+            EXPECT_EQ(alert.messageText, InvocationCoordinator::alertTitle);
             texts.push_back(alert.informativeText);
         }
         return texts;
+    }
+    static std::vector<std::string> textOf(Kind kind) {
+        return {InputInjectionError(kind).description()};
+    }
+    // Nothing delivered, nothing shown, nothing left running.
+    void expectQuietEnd() {
+        EXPECT_EQ(coordinator ? coordinator->phase() : Phase::idle, Phase::idle);
+        EXPECT_FALSE(panel->isVisible());
+        EXPECT_TRUE(keyboard.posted.empty());
+        EXPECT_EQ(pasteboard.declarations, 0);
+        EXPECT_TRUE(alerts.shown.empty());
+        EXPECT_EQ(service->liveRecordCount(), 0U);
     }
 
     test::LogCapture log;
     test::ManualExecutor executor;
     test::FakeBiometricContextFactory factory;
     test::FakeKeychainBackend keychain;
-    test::ManualQueue keychainQueue;
-    test::InlineQueue inlineQueue;
-    SecretStore store{keychain, inlineQueue};
+    HoldableQueue keychainQueue;
+    HoldableQueue catalogQueue;
+    SecretStore store{keychain, keychainQueue};
     std::shared_ptr<SecurePasswordService> service =
         std::make_shared<SecurePasswordService>(factory, store, executor);
     test::TemporaryDirectory directory;
     EntryRepository repository{[this] { return directory.path(); }};
+    QueuedRepository queuedRepository{repository, catalogQueue};
     test::FakeKeyboardEvents keyboard{executor};
     InputInjector injector{keyboard};
     test::FakePasteboard pasteboard;
@@ -170,7 +216,15 @@ TEST_F(InvocationCoordinatorTest, APressDuringThePromptIsIgnoredAndACancelledPro
     factory.outcome = test::FakePromptOutcome::fail;
     press();
     EXPECT_EQ(alertTexts(),
-              (std::vector<std::string>{"Biometric authentication did not succeed."}));
+              std::vector<std::string>{BiometricAuthenticationError::failed().description()});
+}
+
+TEST_F(InvocationCoordinatorTest, ACancellationBeforeTheOperationStartsShowsNoPrompt) {
+    coordinator->begin();
+    coordinator->cancel();
+    executor.runUntilIdle();
+    EXPECT_TRUE(factory.made.empty());
+    expectQuietEnd();
 }
 
 TEST_F(InvocationCoordinatorTest, ThePickerClosesWhenTheApprovalRunsOut) {
@@ -198,14 +252,67 @@ TEST_F(InvocationCoordinatorTest, AnotherApplicationClosesThePickerButThePromptA
     activations.activate(5, "com.apple.CoreAuthUI");
     activations.activate(6, "com.apple.LocalAuthentication.UIAgent");
     activations.activate(7, "com.apple.SecurityAgent");
+    activations.activate(std::nullopt, "com.apple.CoreAuthUI");
     EXPECT_TRUE(panel->isVisible());
 
     activations.activate(otherPid, std::nullopt);
     EXPECT_FALSE(panel->isVisible());
     EXPECT_EQ(coordinator->phase(), Phase::idle);
+    EXPECT_TRUE(target->activations.empty()) << "only the target of a prompt or a typing hears";
     EXPECT_TRUE(log.contains("Invocation " + log.records().front().message.substr(11, 36) +
                              " cancelled: unknown (pid 77) activated while choosing; origin pid "
                              "42"));
+}
+
+TEST_F(InvocationCoordinatorTest, AnotherApplicationDuringThePromptEndsIt) {
+    struct Case {
+        std::optional<std::int32_t> pid;
+        std::optional<std::string> bundle;
+        bool cancels;
+    };
+    const std::vector<Case> cases{{otherPid, "com.example.other", true},
+                                  {std::nullopt, std::nullopt, true},
+                                  {std::nullopt, "com.apple.CoreAuthUI", false},
+                                  {ownPid, std::nullopt, false},
+                                  {editorPid, std::nullopt, false}};
+    factory.outcome = test::FakePromptOutcome::hold;
+    for (const auto& [pid, bundle, cancels] : cases) {
+        SCOPED_TRACE(testing::Message() << pid.value_or(-1) << " " << bundle.value_or("-"));
+        target->activations.clear();
+        press();
+        ASSERT_TRUE(factory.last().isPromptUp());
+        activations.activate(pid, bundle);
+        executor.runUntilIdle();
+        EXPECT_EQ(factory.last().isPromptUp(), !cancels);
+        EXPECT_EQ(coordinator->phase(), cancels ? Phase::idle : Phase::authenticating);
+        EXPECT_EQ(target->activations.size(), cancels ? 1U : 0U);
+        coordinator->cancel();
+        executor.runUntilIdle();
+    }
+    EXPECT_TRUE(alerts.shown.empty());
+}
+
+TEST_F(InvocationCoordinatorTest, AnotherApplicationWhileTypingStopsItThroughTheTarget) {
+    saveEntry("Long", std::string(64, 'x'));
+    const std::vector<std::pair<std::optional<std::int32_t>, std::size_t>> cases{
+        {otherPid, 1}, {std::nullopt, 1}, {editorPid, 4}};
+    for (const auto& [pid, chunks] : cases) {
+        SCOPED_TRACE(pid.value_or(-1));
+        target->failure.reset();
+        target->activations.clear();
+        keyboard.posted.clear();
+        alerts.shown.clear();
+        press();
+        pressDigit(1);
+        ASSERT_EQ(keyDowns(), 1U);
+        activations.activate(pid, std::nullopt);
+        EXPECT_EQ(coordinator->phase(), Phase::inserting) << "the typing itself decides";
+        executor.advance(1s);
+        EXPECT_EQ(keyDowns(), chunks);
+        EXPECT_EQ(alertTexts(),
+                  chunks == 4 ? std::vector<std::string>{} : textOf(Kind::targetChanged));
+        EXPECT_EQ(target->activations, std::vector<std::optional<std::int32_t>>{pid});
+    }
 }
 
 TEST_F(InvocationCoordinatorTest, ACopyOnlyInvocationSurvivesSwitchesAndCopies) {
@@ -223,63 +330,132 @@ TEST_F(InvocationCoordinatorTest, ACopyOnlyInvocationSurvivesSwitchesAndCopies) 
     EXPECT_TRUE(log.contains("Copied to clipboard"));
 }
 
-TEST_F(InvocationCoordinatorTest, AFieldThatDoesNotComeBackAfterThePromptEndsWithAnAlert) {
+// After the prompt the field has a budget of 25 ms waits to come back: 40 while the prompt's
+// windows or this app are in front, 20 while anyone else (or nobody) is.
+TEST_F(InvocationCoordinatorTest, TheFieldGetsSeparateBudgetsToComeBackAfterThePrompt) {
+    using Frontmost = std::optional<FrontmostApplication>;
+    struct Case {
+        const char* name;
+        std::function<Frontmost(int wait)> frontmost;
+        int waits;
+    };
+    const std::vector<Case> cases{
+        {"another application", [](int) -> Frontmost { return other; }, 20},
+        {"nobody", [](int) -> Frontmost { return std::nullopt; }, 20},
+        {"an unnamed application",
+         [](int) -> Frontmost {
+             return {{otherPid, {}}};
+         },
+         20},
+        {"the prompt", [](int) -> Frontmost { return prompt; }, 40},
+        {"this app",
+         [](int) -> Frontmost {
+             return {{ownPid, {}}};
+         },
+         40},
+        {"the prompt, then another",
+         [](int wait) -> Frontmost { return wait < 30 ? prompt : other; }, 50},
+        {"another, then the prompt",
+         [](int wait) -> Frontmost { return wait < 10 ? other : prompt; }, 50},
+        {"alternating", [](int wait) -> Frontmost { return wait % 2 ? prompt : other; }, 40},
+    };
     saveEntry("GitHub", "hunter2");
-    target->failure = InputInjectionError::Kind::targetChanged;
-    workspace.frontmost = FrontmostApplication{otherPid, "com.example.other"};
-    press();
-    executor.advance(475ms);
-    EXPECT_EQ(coordinator->phase(), Phase::authenticating);
-    executor.advance(25ms);
-    EXPECT_EQ(coordinator->phase(), Phase::idle);
-    EXPECT_FALSE(panel->isVisible());
-    EXPECT_EQ(alertTexts(),
-              (std::vector<std::string>{
-                  "The original input is no longer focused. Nothing more was typed."}));
+    target->failure = Kind::targetChanged;
+    for (const auto& [name, frontmost, expectedWaits] : cases) {
+        SCOPED_TRACE(name);
+        alerts.shown.clear();
+        workspace.frontmost = frontmost(0);
+        press();
+        int waits = 0;
+        while (coordinator->phase() == Phase::authenticating && waits < 100) {
+            workspace.frontmost = frontmost(++waits);
+            executor.advance(InvocationCoordinator::targetPollInterval);
+        }
+        EXPECT_EQ(waits, expectedWaits);
+        EXPECT_FALSE(panel->isVisible());
+        EXPECT_EQ(alertTexts(), textOf(Kind::targetChanged));
+    }
     EXPECT_TRUE(log.contains("Invocation rejected: targetChanged"));
+
+    // The field coming back within the budget opens the picker.
+    target->failure.reset();
+    workspace.frontmost = prompt;
+    target->failure = Kind::targetChanged;
+    press();
+    executor.advance(39 * InvocationCoordinator::targetPollInterval);
+    target->failure.reset();
+    executor.advance(InvocationCoordinator::targetPollInterval);
+    EXPECT_EQ(coordinator->phase(), Phase::choosing);
 }
 
-TEST_F(InvocationCoordinatorTest, ThePromptsOwnWindowsGetASecondToHandTheFocusBack) {
+// A cancellation, or the coordinator going away, while the catalog is read after the prompt:
+// the picker never opens and the approval is discarded. Reading the catalog is the operation's
+// only suspension without a cancellation point behind it.
+TEST_F(InvocationCoordinatorTest, NothingOpensForAnInvocationEndedDuringTheCatalogRead) {
     saveEntry("GitHub", "hunter2");
-    target->failure = InputInjectionError::Kind::targetChanged;
-    workspace.frontmost = FrontmostApplication{5, "com.apple.CoreAuthUI"};
+    for (const bool withTarget : {false, true}) {
+        SCOPED_TRACE(withTarget ? "with a target" : "copy only");
+        capturedTarget = withTarget ? target : nullptr;
+        catalogQueue.held = true;
+        press();
+        ASSERT_EQ(catalogQueue.pending.pendingCount(), 1U);
+        coordinator->cancel();
+        catalogQueue.held = false;
+        catalogQueue.pending.runAll();
+        executor.runUntilIdle();
+        expectQuietEnd();
+        EXPECT_EQ(target->validations, 0) << "no look at the field for an ended invocation";
+    }
+    catalogQueue.held = true;
     press();
-    executor.advance(900ms);
-    EXPECT_EQ(coordinator->phase(), Phase::authenticating);
-    target->failure.reset();
-    executor.advance(25ms);
-    EXPECT_EQ(coordinator->phase(), Phase::choosing);
-    EXPECT_TRUE(panel->isVisible());
+    coordinator.reset();
+    catalogQueue.pending.runAll();
+    executor.runUntilIdle();
+    expectQuietEnd();
 }
 
 TEST_F(InvocationCoordinatorTest, AnEntryDeletedWhileThePickerIsOpenIsNotDelivered) {
     const auto doomed = saveEntry("GitHub", "hunter2");
     press();
-    removeEntry(doomed);
+    auto catalog = test::runTask(executor, repository.load());
+    std::erase_if(catalog.orderedEntries, [&](const auto& entry) { return entry.id() == doomed; });
+    test::runTask(executor, repository.save(catalog));
     pressDigit(1);
     executor.advance(1s);
-    EXPECT_EQ(coordinator->phase(), Phase::idle);
-    EXPECT_TRUE(keyboard.posted.empty());
-    EXPECT_TRUE(alerts.shown.empty());
+    expectQuietEnd();
 }
 
-TEST_F(InvocationCoordinatorTest, ADeliveryFinishingAfterACancellationTypesNothing) {
-    SecretStore slowStore{keychain, keychainQueue};
-    auto slowService = std::make_shared<SecurePasswordService>(factory, slowStore, executor);
-    coordinator = InvocationCoordinator::create({executor, slowService, repository, picker,
-                                                 injector, clipboard, workspace, activations,
-                                                 alerts, [this] { return capturedTarget; }});
+// Cancelled, or the coordinator gone, while the catalog or the Keychain is read during delivery:
+// nothing is typed or copied, and an ended invocation reads no password.
+TEST_F(InvocationCoordinatorTest, ADeliveryOutlivingItsInvocationDeliversNothing) {
     saveEntry("GitHub", "hunter2");
-    press();
-    pressDigit(1);
-    ASSERT_EQ(keychainQueue.pendingCount(), 1U) << "the Keychain read is under way";
-    coordinator->cancel();
-    keychainQueue.runAll();
-    executor.advance(1s);
-    EXPECT_TRUE(keyboard.posted.empty());
-    EXPECT_TRUE(pasteboard.declaredTypes.empty());
-    EXPECT_TRUE(alerts.shown.empty());
-    EXPECT_EQ(slowService->liveRecordCount(), 0U);
+    for (auto* held : {&catalogQueue, &keychainQueue}) {
+        for (const bool copying : {false, true}) {
+            for (const bool destroyed : {false, true}) {
+                SCOPED_TRACE(testing::Message() << (held == &catalogQueue ? "catalog" : "Keychain")
+                                                << " read, " << (copying ? "copy, " : "type, ")
+                                                << (destroyed ? "destroyed" : "cancelled"));
+                press();
+                held->held = true;
+                copying ? pressDigitToCopy() : pressDigit(1);
+                ASSERT_EQ(held->pending.pendingCount(), 1U) << "the read is under way";
+                const auto keychainCalls = keychain.received.size();
+                destroyed ? coordinator.reset() : coordinator->cancel();
+                held->held = false;
+                held->pending.runAll();
+                executor.advance(1s);
+                expectQuietEnd();
+                if (held == &catalogQueue) {
+                    EXPECT_EQ(keychain.received.size(), keychainCalls);
+                }
+                if (!coordinator) {
+                    coordinator = InvocationCoordinator::create(
+                        {executor, service, queuedRepository, picker, injector, clipboard,
+                         workspace, activations, alerts, [this] { return capturedTarget; }});
+                }
+            }
+        }
+    }
 }
 
 TEST_F(InvocationCoordinatorTest, TheApprovalRunningOutCutsTypingBetweenChunks) {
@@ -295,6 +471,61 @@ TEST_F(InvocationCoordinatorTest, TheApprovalRunningOutCutsTypingBetweenChunks) 
     EXPECT_FALSE(keyboard.posted.back().keyDown);
     EXPECT_EQ(coordinator->phase(), Phase::idle);
     EXPECT_TRUE(alerts.shown.empty());
+}
+
+TEST_F(InvocationCoordinatorTest, DeliveryFailuresAreShownAndLeaveNothingBehind) {
+    const auto entry = saveEntry("GitHub", "hunter2");
+    const auto unreadable = [this] {
+        test::TemporaryDirectory::write(repository.fileURL(), "{ not a catalog");
+        try {
+            test::runTask(executor, repository.load());
+        } catch (const KestrelleError& error) {
+            return std::vector<std::string>{error.description()};
+        }
+        return std::vector<std::string>{"the catalog was readable"};
+    };
+    struct Case {
+        const char* name;
+        bool copying;
+        std::function<std::vector<std::string>()> breakIt;
+    };
+    const std::vector<Case> cases{
+        {"modifiers held", false,
+         [this] {
+             keyboard.heldChecks = 1000;
+             return textOf(Kind::modifiersHeld);
+         }},
+        {"invalid UTF-8 typed", false,
+         [&] {
+             keychain.items[{store.service(), entry.toString()}].value =
+                 test::secretBytes("bad\xC0\xAF");
+             return textOf(Kind::invalidUTF8);
+         }},
+        {"invalid UTF-8 copied", true,
+         [&] {
+             keychain.items[{store.service(), entry.toString()}].value =
+                 test::secretBytes("bad\xED\xA0\x80");
+             return textOf(Kind::invalidUTF8);
+         }},
+        {"unreadable catalog", false, unreadable},
+    };
+    const auto catalogFile = test::TemporaryDirectory::read(repository.fileURL());
+    for (const auto& [name, copying, breakIt] : cases) {
+        SCOPED_TRACE(name);
+        alerts.shown.clear();
+        press();
+        const auto expected = breakIt();
+        copying ? pressDigitToCopy() : pressDigit(1);
+        executor.advance(1s);
+        EXPECT_EQ(coordinator->phase(), Phase::idle);
+        EXPECT_TRUE(keyboard.posted.empty());
+        EXPECT_EQ(pasteboard.declarations, 0);
+        EXPECT_EQ(alertTexts(), expected);
+        EXPECT_EQ(service->liveRecordCount(), 0U);
+        keyboard.heldChecks = 0;
+        keychain.items[{store.service(), entry.toString()}].value = test::secretBytes("hunter2");
+        test::TemporaryDirectory::write(repository.fileURL(), catalogFile);
+    }
 }
 
 TEST_F(InvocationCoordinatorTest, ConfigureEndsTheInvocationAndOpensSettings) {
@@ -318,18 +549,6 @@ TEST_F(InvocationCoordinatorTest, CancelAllEndsEveryApproval) {
     EXPECT_FALSE(service->hasReusableCredential());
     press();
     EXPECT_EQ(factory.made.size(), 2U);
-}
-
-TEST_F(InvocationCoordinatorTest, ModifiersHeldThroughTheWaitAreReported) {
-    saveEntry("GitHub", "hunter2");
-    keyboard.heldChecks = 1000;
-    press();
-    pressDigit(1);
-    executor.advance(1s);
-    EXPECT_EQ(alertTexts(),
-              (std::vector<std::string>{
-                  "Release the shortcut modifier keys, then invoke Kestrelle again."}));
-    EXPECT_TRUE(keyboard.posted.empty());
 }
 
 TEST(InvocationCoordinatorStaticTest, RecognisesTheAuthenticationInterface) {
