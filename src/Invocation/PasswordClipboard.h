@@ -17,7 +17,11 @@ class PasswordClipboard {
 public:
     static constexpr std::string_view plainTextType = "public.utf8-plain-text";
     static constexpr std::string_view concealedType = "org.nspasteboard.ConcealedType";
+    // A minute of the user's time, which goes on while the computer sleeps: the clear looks at
+    // the wall clock every `clearCheckInterval`, so after a sleep the password goes within that
+    // long of waking. A wall clock set back cannot stretch the minute beyond a minute of timers.
     static constexpr std::chrono::seconds clearDelay{60};
+    static constexpr std::chrono::seconds clearCheckInterval{1};
 
     // `pasteboard` must outlive the clipboard and its pending clear.
     PasswordClipboard(PasteboardService& pasteboard, Executor& executor)
@@ -30,7 +34,7 @@ public:
     void copy(const TransientSecret& secret);
 
 private:
-    static Task<void> clearUnlessChanged(PasteboardService& pasteboard,
+    static Task<void> clearUnlessChanged(PasteboardService& pasteboard, const Executor& clock,
                                          std::int64_t copiedChangeCount);
 
     PasteboardService& pasteboard_;
