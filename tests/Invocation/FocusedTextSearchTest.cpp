@@ -42,33 +42,28 @@ protected:
 };
 
 TEST_F(FocusedTextSearchTest, SupportsEnabledFocusedTextFieldsAreasAndComboBoxesOnly) {
-    struct Case {
-        AccessibilityValue role;
-        AccessibilityValue enabled;
-        AccessibilityValue focused;
-        bool supported;
-    };
     const std::string field = "AXTextField";
-    const std::vector<Case> cases{
-        {field, true, true, true},
-        {std::string("AXTextArea"), true, true, true},
-        {std::string("AXComboBox"), true, true, true},
-        {field, {}, true, true},
-        {field, false, true, false},
-        {field, true, false, false},
-        {field, true, {}, false},
-        {std::string("AXWebArea"), true, true, false},
-        {std::string("axtextfield"), true, true, false},
-        {{}, true, true, false},
-        {true, true, true, false},
-        // Numbers 0 and 1 count as booleans; any other value is absent.
-        {field, 1.0, 1.0, true},
-        {field, 0.0, true, false},
-        {field, true, 0.0, false},
-        {field, 2.0, true, true},
-        {field, true, 0.5, false},
-        {field, std::string("false"), std::string("true"), false},
-    };
+    const std::vector<std::tuple<AccessibilityValue, AccessibilityValue, AccessibilityValue, bool>>
+        cases{
+            {field, true, true, true},
+            {std::string("AXTextArea"), true, true, true},
+            {std::string("AXComboBox"), true, true, true},
+            {field, {}, true, true},
+            {field, false, true, false},
+            {field, true, false, false},
+            {field, true, {}, false},
+            {std::string("AXWebArea"), true, true, false},
+            {std::string("axtextfield"), true, true, false},
+            {{}, true, true, false},
+            {true, true, true, false},
+            // Numbers 0 and 1 count as booleans; any other value is absent.
+            {field, 1.0, 1.0, true},
+            {field, 0.0, true, false},
+            {field, true, 0.0, false},
+            {field, 2.0, true, true},
+            {field, true, 0.5, false},
+            {field, std::string("false"), std::string("true"), false},
+        };
     for (std::size_t index = 0; index < cases.size(); ++index) {
         SCOPED_TRACE(index);
         const auto& [role, enabled, focused, supported] = cases[index];
@@ -88,20 +83,29 @@ TEST_F(FocusedTextSearchTest, SupportsEnabledFocusedTextFieldsAreasAndComboBoxes
     EXPECT_FALSE(search.isSupportedTextTarget(FakeAccessibility::handle(failing)));
 }
 
-TEST_F(FocusedTextSearchTest, AFocusedTextFieldIsFoundWithoutVisitingItsChildren) {
+TEST_F(FocusedTextSearchTest, FindsTheOneFocusedTextFieldAtAnyDepth) {
+    // A focused field is taken without looking at its children.
     const auto child = staticText();
     const auto field = focusedField();
     field->children = {child};
     EXPECT_TRUE(isFound(searchFrom(field), field));
     EXPECT_EQ(child->reads, 0);
-}
 
-TEST_F(FocusedTextSearchTest, AContainerYieldsItsOnlyFocusedTextFieldAtAnyDepth) {
-    const auto field = focusedField("AXTextArea");
-    const auto container = FakeAccessibility::group(
-        {FakeAccessibility::textField(), staticText(),
-         FakeAccessibility::group({staticText(), FakeAccessibility::group({field})})});
-    EXPECT_TRUE(isFound(searchFrom(container), field));
+    const auto deep = focusedField("AXTextArea");
+    EXPECT_TRUE(
+        isFound(searchFrom(FakeAccessibility::group(
+                    {FakeAccessibility::textField(), staticText(),
+                     FakeAccessibility::group({staticText(), FakeAccessibility::group({deep})})})),
+                deep));
+
+    // A container's own focused element is followed before its children, unless it names itself.
+    const auto chosen = focusedField();
+    const auto container = FakeAccessibility::group({focusedField(), chosen});
+    container->focusedElement = chosen;
+    EXPECT_TRUE(isFound(searchFrom(container), chosen));
+    const auto selfFocused = FakeAccessibility::group({staticText(), field});
+    selfFocused->focusedElement = selfFocused;
+    EXPECT_TRUE(isFound(searchFrom(selfFocused), field));
     EXPECT_TRUE(logs.messages().empty());
 
     // Without a focused element there is nothing to search, and nothing to log.
@@ -120,19 +124,6 @@ TEST_F(FocusedTextSearchTest, TwoCandidatesFindNothingAndTheTreeIsLogged) {
     EXPECT_EQ(logs.records().front().message,
               "Unsupported focused target tree: AXGroup[focused=nil]{AXTextField[focused="
               "Optional(true)],unknown[focused=nil]{AXComboBox[focused=Optional(true)]}}");
-}
-
-TEST_F(FocusedTextSearchTest, AContainersOwnFocusedElementIsFollowedBeforeItsChildren) {
-    const auto chosen = focusedField();
-    const auto container = FakeAccessibility::group({focusedField(), chosen});
-    container->focusedElement = chosen;
-    EXPECT_TRUE(isFound(searchFrom(container), chosen));
-
-    // A container naming itself is not searched again.
-    const auto field = focusedField();
-    const auto selfFocused = FakeAccessibility::group({staticText(), field});
-    selfFocused->focusedElement = selfFocused;
-    EXPECT_TRUE(isFound(searchFrom(selfFocused), field));
 }
 
 TEST_F(FocusedTextSearchTest, TruncatedSearchesAndDescriptionsGiveNoGuess) {
@@ -157,19 +148,14 @@ TEST_F(FocusedTextSearchTest, TruncatedSearchesAndDescriptionsGiveNoGuess) {
     // The description stops after 32 nodes: the group and 31 of its 40 fields.
     std::vector<FakeNode> fields(40);
     std::generate(fields.begin(), fields.end(), FakeAccessibility::textField);
-    const auto description =
-        search.targetTreeDescription(FakeAccessibility::handle(FakeAccessibility::group(fields)));
-    const auto count = [&](std::string_view part) {
-        std::size_t found = 0;
-        for (auto at = description.find(part); at != std::string::npos;
-             at = description.find(part, at + 1)) {
-            ++found;
-        }
-        return found;
-    };
-    EXPECT_EQ(count("AXTextField[focused=Optional(false)]"), 31U);
-    EXPECT_EQ(count("…"), 9U);
-    EXPECT_EQ(count(","), 39U);
+    std::string expected = "AXGroup[focused=nil]{";
+    for (int index = 0; index < 40; ++index) {
+        expected += index == 0 ? "" : ",";
+        expected += index < 31 ? "AXTextField[focused=Optional(false)]" : "…";
+    }
+    EXPECT_EQ(
+        search.targetTreeDescription(FakeAccessibility::handle(FakeAccessibility::group(fields))),
+        expected + "}");
 }
 
 } // namespace

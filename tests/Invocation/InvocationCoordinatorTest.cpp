@@ -71,6 +71,9 @@ protected:
         auto ownedPanel = std::make_unique<test::FakePickerPanel>();
         panel = ownedPanel.get();
         picker = PasswordPicker::create(std::move(ownedPanel), executor);
+        makeCoordinator();
+    }
+    void makeCoordinator() {
         coordinator = InvocationCoordinator::create({executor, service, queuedRepository, picker,
                                                      injector, clipboard, workspace, activations,
                                                      alerts, [this] { return capturedTarget; }});
@@ -104,20 +107,12 @@ protected:
         coordinator->begin();
         executor.runUntilIdle();
     }
-    void pressDigit(int digit) {
-        const std::uint16_t keyCodes[] = {29, 18, 19, 20, 21, 23, 22, 26, 28, 25};
-        panel->press({keyCodes[digit], std::to_string(digit), 0});
+    // Chooses the first entry; Command copies even where typing is offered.
+    void pick(std::uint64_t modifiers = 0) {
+        panel->press({18, "1", modifiers});
         executor.runUntilIdle();
     }
-    // Command-1 copies even when typing is offered.
-    void pressDigitToCopy() {
-        panel->press({18, "1", modifier::command});
-        executor.runUntilIdle();
-    }
-    std::size_t keyDowns() const {
-        return std::count_if(keyboard.posted.begin(), keyboard.posted.end(),
-                             [](const auto& event) { return event.keyDown; });
-    }
+    std::size_t keyDowns() const { return keyboard.chunkSizes().size(); }
     std::vector<std::string> alertTexts() const {
         std::vector<std::string> texts;
         for (const auto& alert : alerts.shown) {
@@ -174,7 +169,7 @@ TEST_F(InvocationCoordinatorTest, ADigitTypesTheChosenPasswordIntoTheCapturedFie
     ASSERT_TRUE(panel->isVisible());
     ASSERT_EQ(panel->content->rows().size(), 2U);
 
-    pressDigit(1);
+    pick();
     EXPECT_EQ(coordinator->phase(), Phase::inserting);
     EXPECT_FALSE(panel->isVisible());
     executor.advance(1s);
@@ -186,7 +181,7 @@ TEST_F(InvocationCoordinatorTest, ADigitTypesTheChosenPasswordIntoTheCapturedFie
     EXPECT_TRUE(log.contains("Insertion completed"));
 }
 
-TEST_F(InvocationCoordinatorTest, ASecondPressClosesThePickerAndAThirdStartsAgain) {
+TEST_F(InvocationCoordinatorTest, ASecondPressClosesThePickerAndCancelAllEndsTheApprovalToo) {
     saveEntry("GitHub", "hunter2");
     press();
     ASSERT_TRUE(panel->isVisible());
@@ -198,6 +193,10 @@ TEST_F(InvocationCoordinatorTest, ASecondPressClosesThePickerAndAThirdStartsAgai
     press();
     EXPECT_TRUE(panel->isVisible());
     EXPECT_EQ(factory.made.size(), 1U) << "the approval is reused";
+    coordinator->cancelAll();
+    EXPECT_FALSE(panel->isVisible());
+    press();
+    EXPECT_EQ(factory.made.size(), 2U);
 }
 
 TEST_F(InvocationCoordinatorTest, APressDuringThePromptIsIgnoredAndACancelledPromptShowsNothing) {
@@ -242,54 +241,48 @@ TEST_F(InvocationCoordinatorTest, ThePickerClosesWhenTheApprovalRunsOut) {
     EXPECT_TRUE(alerts.shown.empty());
 }
 
-TEST_F(InvocationCoordinatorTest, AnotherApplicationClosesThePickerButThePromptAndOwnAppsDoNot) {
+// With a field captured, another application coming to the front ends the prompt or the picker;
+// the prompt itself, this app, the field's and the origin's applications do not.
+TEST_F(InvocationCoordinatorTest, AnotherApplicationEndsThePromptAndThePicker) {
     saveEntry("GitHub", "hunter2");
     target->pid = 43; // a field owned by a helper process of the editor
-    press();
-    activations.activate(ownPid, "app.kestrelle.Kestrelle");
-    activations.activate(editorPid, std::nullopt);
-    activations.activate(43, std::nullopt);
-    activations.activate(5, "com.apple.CoreAuthUI");
-    activations.activate(6, "com.apple.LocalAuthentication.UIAgent");
-    activations.activate(7, "com.apple.SecurityAgent");
-    activations.activate(std::nullopt, "com.apple.CoreAuthUI");
-    EXPECT_TRUE(panel->isVisible());
-
-    activations.activate(otherPid, std::nullopt);
-    EXPECT_FALSE(panel->isVisible());
-    EXPECT_EQ(coordinator->phase(), Phase::idle);
-    EXPECT_TRUE(target->activations.empty()) << "only the target of a prompt or a typing hears";
-    EXPECT_TRUE(log.contains("Invocation " + log.records().front().message.substr(11, 36) +
-                             " cancelled: unknown (pid 77) activated while choosing; origin pid "
-                             "42"));
-}
-
-TEST_F(InvocationCoordinatorTest, AnotherApplicationDuringThePromptEndsIt) {
-    struct Case {
-        std::optional<std::int32_t> pid;
-        std::optional<std::string> bundle;
-        bool cancels;
-    };
-    const std::vector<Case> cases{{otherPid, "com.example.other", true},
-                                  {std::nullopt, std::nullopt, true},
-                                  {std::nullopt, "com.apple.CoreAuthUI", false},
-                                  {ownPid, std::nullopt, false},
-                                  {editorPid, std::nullopt, false}};
-    factory.outcome = test::FakePromptOutcome::hold;
-    for (const auto& [pid, bundle, cancels] : cases) {
-        SCOPED_TRACE(testing::Message() << pid.value_or(-1) << " " << bundle.value_or("-"));
-        target->activations.clear();
-        press();
-        ASSERT_TRUE(factory.last().isPromptUp());
-        activations.activate(pid, bundle);
-        executor.runUntilIdle();
-        EXPECT_EQ(factory.last().isPromptUp(), !cancels);
-        EXPECT_EQ(coordinator->phase(), cancels ? Phase::idle : Phase::authenticating);
-        EXPECT_EQ(target->activations.size(), cancels ? 1U : 0U);
-        coordinator->cancel();
-        executor.runUntilIdle();
+    const std::vector<std::tuple<std::optional<std::int32_t>, std::optional<std::string>, bool>>
+        cases{{ownPid, "app.kestrelle.Kestrelle", false},
+              {editorPid, std::nullopt, false},
+              {43, std::nullopt, false},
+              {5, "com.apple.CoreAuthUI", false},
+              {6, "com.apple.LocalAuthentication.UIAgent", false},
+              {7, "com.apple.SecurityAgent", false},
+              {std::nullopt, "com.apple.CoreAuthUI", false},
+              {otherPid, "com.example.other", true},
+              {std::nullopt, std::nullopt, true}};
+    for (const bool prompting : {true, false}) {
+        factory.outcome =
+            prompting ? test::FakePromptOutcome::hold : test::FakePromptOutcome::approve;
+        for (const auto& [pid, bundle, cancels] : cases) {
+            SCOPED_TRACE(testing::Message()
+                         << prompting << " " << pid.value_or(-1) << " " << bundle.value_or("-"));
+            target->activations.clear();
+            target->failure.reset();
+            press();
+            activations.activate(pid, bundle);
+            executor.runUntilIdle();
+            EXPECT_EQ(coordinator->phase(),
+                      !cancels ? (prompting ? Phase::authenticating : Phase::choosing)
+                               : Phase::idle);
+            EXPECT_EQ(factory.last().isPromptUp(), prompting && !cancels);
+            EXPECT_FALSE(panel->isVisible() && cancels);
+            // Only a prompt's target hears of it: the field's focus is checked after the prompt.
+            EXPECT_EQ(target->activations.size(), prompting && cancels ? 1U : 0U);
+            coordinator->cancel();
+            executor.runUntilIdle();
+        }
     }
     EXPECT_TRUE(alerts.shown.empty());
+    EXPECT_TRUE(std::ranges::any_of(log.messages(), [](const std::string& line) {
+        return line.ends_with(
+            " cancelled: unknown (pid -1) activated while choosing; origin pid 42");
+    }));
 }
 
 TEST_F(InvocationCoordinatorTest, AnotherApplicationWhileTypingStopsItThroughTheTarget) {
@@ -303,7 +296,7 @@ TEST_F(InvocationCoordinatorTest, AnotherApplicationWhileTypingStopsItThroughThe
         keyboard.posted.clear();
         alerts.shown.clear();
         press();
-        pressDigit(1);
+        pick();
         ASSERT_EQ(keyDowns(), 1U);
         activations.activate(pid, std::nullopt);
         EXPECT_EQ(coordinator->phase(), Phase::inserting) << "the typing itself decides";
@@ -323,7 +316,7 @@ TEST_F(InvocationCoordinatorTest, ACopyOnlyInvocationSurvivesSwitchesAndCopies) 
     ASSERT_TRUE(panel->isVisible());
     EXPECT_TRUE(panel->content->showsHint());
 
-    pressDigit(1);
+    pick();
     EXPECT_EQ(coordinator->phase(), Phase::idle);
     EXPECT_TRUE(pasteboard.holds("public.utf8-plain-text", "hunter2"));
     EXPECT_TRUE(keyboard.posted.empty());
@@ -334,29 +327,18 @@ TEST_F(InvocationCoordinatorTest, ACopyOnlyInvocationSurvivesSwitchesAndCopies) 
 // windows or this app are in front, 20 while anyone else (or nobody) is.
 TEST_F(InvocationCoordinatorTest, TheFieldGetsSeparateBudgetsToComeBackAfterThePrompt) {
     using Frontmost = std::optional<FrontmostApplication>;
-    struct Case {
-        const char* name;
-        std::function<Frontmost(int wait)> frontmost;
-        int waits;
+    // `before` is in front for the first `waits` waits, `after` from then on.
+    const auto switching = [](int waits, Frontmost before, Frontmost after) {
+        return [=](int wait) { return wait < waits ? before : after; };
     };
-    const std::vector<Case> cases{
-        {"another application", [](int) -> Frontmost { return other; }, 20},
-        {"nobody", [](int) -> Frontmost { return std::nullopt; }, 20},
-        {"an unnamed application",
-         [](int) -> Frontmost {
-             return {{otherPid, {}}};
-         },
-         20},
-        {"the prompt", [](int) -> Frontmost { return prompt; }, 40},
-        {"this app",
-         [](int) -> Frontmost {
-             return {{ownPid, {}}};
-         },
-         40},
-        {"the prompt, then another",
-         [](int wait) -> Frontmost { return wait < 30 ? prompt : other; }, 50},
-        {"another, then the prompt",
-         [](int wait) -> Frontmost { return wait < 10 ? other : prompt; }, 50},
+    const std::vector<std::tuple<const char*, std::function<Frontmost(int)>, int>> cases{
+        {"another application", switching(0, {}, other), 20},
+        {"nobody", switching(0, {}, std::nullopt), 20},
+        {"an unnamed application", switching(0, {}, FrontmostApplication{otherPid, {}}), 20},
+        {"the prompt", switching(0, {}, prompt), 40},
+        {"this app", switching(0, {}, FrontmostApplication{ownPid, {}}), 40},
+        {"the prompt, then another", switching(30, prompt, other), 50},
+        {"another, then the prompt", switching(10, other, prompt), 50},
         {"alternating", [](int wait) -> Frontmost { return wait % 2 ? prompt : other; }, 40},
     };
     saveEntry("GitHub", "hunter2");
@@ -378,9 +360,7 @@ TEST_F(InvocationCoordinatorTest, TheFieldGetsSeparateBudgetsToComeBackAfterTheP
     EXPECT_TRUE(log.contains("Invocation rejected: targetChanged"));
 
     // The field coming back within the budget opens the picker.
-    target->failure.reset();
     workspace.frontmost = prompt;
-    target->failure = Kind::targetChanged;
     press();
     executor.advance(39 * InvocationCoordinator::targetPollInterval);
     target->failure.reset();
@@ -420,7 +400,7 @@ TEST_F(InvocationCoordinatorTest, AnEntryDeletedWhileThePickerIsOpenIsNotDeliver
     auto catalog = test::runTask(executor, repository.load());
     std::erase_if(catalog.orderedEntries, [&](const auto& entry) { return entry.id() == doomed; });
     test::runTask(executor, repository.save(catalog));
-    pressDigit(1);
+    pick();
     executor.advance(1s);
     expectQuietEnd();
 }
@@ -437,7 +417,7 @@ TEST_F(InvocationCoordinatorTest, ADeliveryOutlivingItsInvocationDeliversNothing
                                                 << (destroyed ? "destroyed" : "cancelled"));
                 press();
                 held->held = true;
-                copying ? pressDigitToCopy() : pressDigit(1);
+                copying ? pick(modifier::command) : pick();
                 ASSERT_EQ(held->pending.pendingCount(), 1U) << "the read is under way";
                 const auto keychainCalls = keychain.received.size();
                 destroyed ? coordinator.reset() : coordinator->cancel();
@@ -449,9 +429,7 @@ TEST_F(InvocationCoordinatorTest, ADeliveryOutlivingItsInvocationDeliversNothing
                     EXPECT_EQ(keychain.received.size(), keychainCalls);
                 }
                 if (!coordinator) {
-                    coordinator = InvocationCoordinator::create(
-                        {executor, service, queuedRepository, picker, injector, clipboard,
-                         workspace, activations, alerts, [this] { return capturedTarget; }});
+                    makeCoordinator();
                 }
             }
         }
@@ -462,7 +440,7 @@ TEST_F(InvocationCoordinatorTest, TheApprovalRunningOutCutsTypingBetweenChunks) 
     saveEntry("Long", std::string(64, 'x'));
     press();
     executor.advance(29970ms);
-    pressDigit(1);
+    pick();
     executor.advance(1s);
     // Chunks start at 29.970, 29.982 and 29.994 s; the expiry at 30 s stops the third one's
     // hold, whose key-up still goes out.
@@ -475,6 +453,7 @@ TEST_F(InvocationCoordinatorTest, TheApprovalRunningOutCutsTypingBetweenChunks) 
 
 TEST_F(InvocationCoordinatorTest, DeliveryFailuresAreShownAndLeaveNothingBehind) {
     const auto entry = saveEntry("GitHub", "hunter2");
+    auto& stored = keychain.items[{store.service(), entry.toString()}].value;
     const auto unreadable = [this] {
         test::TemporaryDirectory::write(repository.fileURL(), "{ not a catalog");
         try {
@@ -484,38 +463,23 @@ TEST_F(InvocationCoordinatorTest, DeliveryFailuresAreShownAndLeaveNothingBehind)
         }
         return std::vector<std::string>{"the catalog was readable"};
     };
-    struct Case {
-        const char* name;
-        bool copying;
-        std::function<std::vector<std::string>()> breakIt;
-    };
-    const std::vector<Case> cases{
-        {"modifiers held", false,
-         [this] {
-             keyboard.heldChecks = 1000;
-             return textOf(Kind::modifiersHeld);
-         }},
-        {"invalid UTF-8 typed", false,
-         [&] {
-             keychain.items[{store.service(), entry.toString()}].value =
-                 test::secretBytes("bad\xC0\xAF");
-             return textOf(Kind::invalidUTF8);
-         }},
-        {"invalid UTF-8 copied", true,
-         [&] {
-             keychain.items[{store.service(), entry.toString()}].value =
-                 test::secretBytes("bad\xED\xA0\x80");
-             return textOf(Kind::invalidUTF8);
-         }},
-        {"unreadable catalog", false, unreadable},
-    };
+    const std::vector<std::tuple<const char*, bool, std::function<std::vector<std::string>()>>>
+        cases{
+            {"modifiers held", false,
+             [&] { return keyboard.heldChecks = 1000, textOf(Kind::modifiersHeld); }},
+            {"invalid UTF-8 typed", false,
+             [&] { return stored = test::secretBytes("\xC0\xAF"), textOf(Kind::invalidUTF8); }},
+            {"invalid UTF-8 copied", true,
+             [&] { return stored = test::secretBytes("\xED\xA0\x80"), textOf(Kind::invalidUTF8); }},
+            {"unreadable catalog", false, unreadable},
+        };
     const auto catalogFile = test::TemporaryDirectory::read(repository.fileURL());
     for (const auto& [name, copying, breakIt] : cases) {
         SCOPED_TRACE(name);
         alerts.shown.clear();
         press();
         const auto expected = breakIt();
-        copying ? pressDigitToCopy() : pressDigit(1);
+        copying ? pick(modifier::command) : pick();
         executor.advance(1s);
         EXPECT_EQ(coordinator->phase(), Phase::idle);
         EXPECT_TRUE(keyboard.posted.empty());
@@ -523,7 +487,7 @@ TEST_F(InvocationCoordinatorTest, DeliveryFailuresAreShownAndLeaveNothingBehind)
         EXPECT_EQ(alertTexts(), expected);
         EXPECT_EQ(service->liveRecordCount(), 0U);
         keyboard.heldChecks = 0;
-        keychain.items[{store.service(), entry.toString()}].value = test::secretBytes("hunter2");
+        stored = test::secretBytes("hunter2");
         test::TemporaryDirectory::write(repository.fileURL(), catalogFile);
     }
 }
@@ -541,28 +505,20 @@ TEST_F(InvocationCoordinatorTest, ConfigureEndsTheInvocationAndOpensSettings) {
     EXPECT_FALSE(panel->isVisible());
 }
 
-TEST_F(InvocationCoordinatorTest, CancelAllEndsEveryApproval) {
-    saveEntry("GitHub", "hunter2");
-    press();
-    coordinator->cancelAll();
-    EXPECT_FALSE(panel->isVisible());
-    EXPECT_FALSE(service->hasReusableCredential());
-    press();
-    EXPECT_EQ(factory.made.size(), 2U);
-}
-
 TEST(InvocationCoordinatorStaticTest, RecognisesTheAuthenticationInterface) {
-    for (const char* bundle :
-         {"com.apple.CoreAuthUI", "com.apple.coreauthd", "com.apple.LocalAuthentication.UIAgent",
-          "COM.APPLE.SECURITYAGENT"}) {
-        EXPECT_TRUE(InvocationCoordinator::isAuthenticationUserInterface(std::string(bundle)))
-            << bundle;
+    const std::vector<std::pair<std::optional<std::string>, bool>> cases{
+        {"com.apple.CoreAuthUI", true},
+        {"com.apple.coreauthd", true},
+        {"com.apple.LocalAuthentication.UIAgent", true},
+        {"COM.APPLE.SECURITYAGENT", true},
+        {"com.apple.securityagent.helper", false},
+        {"com.example.editor", false},
+        {"", false},
+        {std::nullopt, false}};
+    for (const auto& [bundle, recognised] : cases) {
+        EXPECT_EQ(InvocationCoordinator::isAuthenticationUserInterface(bundle), recognised)
+            << bundle.value_or("none");
     }
-    for (const char* bundle : {"com.apple.securityagent.helper", "com.example.editor", ""}) {
-        EXPECT_FALSE(InvocationCoordinator::isAuthenticationUserInterface(std::string(bundle)))
-            << bundle;
-    }
-    EXPECT_FALSE(InvocationCoordinator::isAuthenticationUserInterface(std::nullopt));
 }
 
 } // namespace

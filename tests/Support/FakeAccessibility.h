@@ -20,8 +20,7 @@ struct FakeAccessibilityNode {
     std::weak_ptr<FakeAccessibilityNode> focusedElement;
     std::optional<std::int32_t> processIdentifier;
     std::vector<std::string_view> failingAttributes;
-    // Reads of any attribute, to tell which parts of a tree a search visited, and the bound set
-    // on the element.
+    // Reads of any attribute, to tell which parts of a tree a search visited, and the bound set.
     mutable int reads = 0;
     mutable std::optional<std::chrono::milliseconds> timeout;
 };
@@ -60,8 +59,7 @@ public:
             }
         };
         assign(application, assign);
-        applications_[pid] = application;
-        return application;
+        return applications_[pid] = application;
     }
     // Moves the application's keyboard focus to `element`, without notifying anyone.
     static void focus(const FakeNode& application, const FakeNode& element) {
@@ -71,10 +69,11 @@ public:
         application->focusedElement = element;
         element->focused = true;
     }
-    // The application posts a focus change to the observers that receive its notifications.
+    // The application posts a focus change to the observers registered for it.
     void postFocusChanged(std::int32_t pid) {
         for (const auto* observer : std::vector(observers_)) {
-            if (observer->delivers(pid, applications_[pid].get())) {
+            if (observer->delivering && observer->pid == pid &&
+                std::ranges::count(observer->watched, applications_[pid].get()) > 0) {
                 observer->onNotification();
             }
         }
@@ -88,18 +87,10 @@ public:
     int unboundedReads = 0;
 
     std::size_t observerCount() const { return observers_.size(); }
-    std::size_t deliveringObserverCount() const {
-        return std::count_if(observers_.begin(), observers_.end(),
-                             [](const auto* observer) { return observer->delivering; });
-    }
 
     bool isProcessTrusted() override { return trusted; }
     AccessibilityElement applicationElement(std::int32_t pid) override {
-        auto& application = applications_[pid];
-        if (!application) {
-            application = std::make_shared<FakeAccessibilityNode>();
-        }
-        return AccessibilityElement(application);
+        return handle(applications_.try_emplace(pid, node(std::nullopt)).first->second);
     }
     void setMessagingTimeout(const AccessibilityElement& element,
                              std::chrono::milliseconds timeout) override {
@@ -108,26 +99,19 @@ public:
     AccessibilityValue attribute(const AccessibilityElement& element,
                                  std::string_view attribute) override {
         const auto* node = readable(element, attribute);
-        if (!node) {
-            return {};
-        }
-        if (attribute == accessibilityName::role) {
-            return node->role;
-        }
-        if (attribute == accessibilityName::enabled) {
-            return node->enabled;
-        }
-        return attribute == accessibilityName::focused ? node->focused : AccessibilityValue{};
+        return !node                                     ? AccessibilityValue{}
+               : attribute == accessibilityName::role    ? node->role
+               : attribute == accessibilityName::enabled ? node->enabled
+               : attribute == accessibilityName::focused ? node->focused
+                                                         : AccessibilityValue{};
     }
     std::optional<AccessibilityElement> copyElement(const AccessibilityElement& element,
                                                     std::string_view attribute) override {
         const auto* node = readable(element, attribute);
-        if (node && attribute == accessibilityName::focusedElement) {
-            if (auto focused = node->focusedElement.lock()) {
-                return AccessibilityElement(std::move(focused));
-            }
-        }
-        return std::nullopt;
+        const auto focused = node && attribute == accessibilityName::focusedElement
+                                 ? node->focusedElement.lock()
+                                 : nullptr;
+        return focused ? std::optional(handle(focused)) : std::nullopt;
     }
     std::vector<AccessibilityElement> copyElements(const AccessibilityElement& element,
                                                    std::string_view attribute) override {
@@ -135,7 +119,7 @@ public:
         if (!node || attribute != accessibilityName::children) {
             return {};
         }
-        return std::vector<AccessibilityElement>(node->children.begin(), node->children.end());
+        return {node->children.begin(), node->children.end()};
     }
     bool isSameElement(const AccessibilityElement& a, const AccessibilityElement& b) override {
         return a.object() == b.object();
@@ -152,34 +136,26 @@ public:
     }
 
 private:
-    class Observer final : public AccessibilityObserver {
-    public:
+    struct Observer final : AccessibilityObserver {
         Observer(FakeAccessibility& owner, std::int32_t pid, std::function<void()> onNotification)
-            : onNotification(std::move(onNotification)), owner_(owner), pid_(pid) {
-            owner_.observers_.push_back(this);
+            : owner(owner), pid(pid), onNotification(std::move(onNotification)) {
+            owner.observers_.push_back(this);
         }
-        ~Observer() override { std::erase(owner_.observers_, this); }
-
+        ~Observer() override { std::erase(owner.observers_, this); }
         AccessibilityStatus addNotification(const AccessibilityElement& element,
                                             std::string_view notification) override {
-            if (owner_.addNotificationStatus == 0 &&
-                notification == accessibilityName::focusedElementChanged) {
-                watched_.push_back(element.object());
+            if (notification == accessibilityName::focusedElementChanged) {
+                watched.push_back(element.object());
             }
-            return owner_.addNotificationStatus;
+            return owner.addNotificationStatus;
         }
         void startDelivery() override { delivering = true; }
-        bool delivers(std::int32_t pid, const void* application) const {
-            return delivering && pid == pid_ && std::ranges::count(watched_, application) > 0;
-        }
 
+        FakeAccessibility& owner;
+        std::int32_t pid;
         std::function<void()> onNotification;
+        std::vector<const void*> watched;
         bool delivering = false;
-
-    private:
-        FakeAccessibility& owner_;
-        std::int32_t pid_;
-        std::vector<const void*> watched_;
     };
 
     static const FakeAccessibilityNode* nodeOf(const AccessibilityElement& element) {
