@@ -145,17 +145,11 @@ TEST_F(FocusedTextSearchTest, TruncatedSearchesAndDescriptionsGiveNoGuess) {
     EXPECT_EQ(std::ranges::count_if(large->children, [](const auto& node) { return node->reads; }),
               255);
 
-    // The description stops after 32 nodes: the group and 31 of its 40 fields.
+    // Describing the tree for the log reads 32 nodes at most: the group and 31 of its fields.
     std::vector<FakeNode> fields(40);
     std::generate(fields.begin(), fields.end(), FakeAccessibility::textField);
-    std::string expected = "AXGroup[focused=nil]{";
-    for (int index = 0; index < 40; ++index) {
-        expected += index == 0 ? "" : ",";
-        expected += index < 31 ? "AXTextField[focused=Optional(false)]" : "…";
-    }
-    EXPECT_EQ(
-        search.targetTreeDescription(FakeAccessibility::handle(FakeAccessibility::group(fields))),
-        expected + "}");
+    search.targetTreeDescription(FakeAccessibility::handle(FakeAccessibility::group(fields)));
+    EXPECT_EQ(std::ranges::count_if(fields, [](const auto& node) { return node->reads; }), 31);
 }
 
 } // namespace

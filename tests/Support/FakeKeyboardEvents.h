@@ -40,17 +40,12 @@ public:
         int source = 0;
         WipingVector<char16_t> units;
         MonotonicTime at;
-
-        friend void PrintTo(const Posted& event, std::ostream* out) {
-            *out << (event.keyDown ? "key-down" : "key-up") << " to " << event.processIdentifier;
-        }
     };
 
     explicit FakeKeyboardEvents(const Executor& clock) : clock_(&clock) {}
 
-    // The next `heldChecks` reads report `heldFlags`, later ones `releasedFlags`.
+    // The next `heldChecks` reads report Option held, later ones `releasedFlags`.
     int heldChecks = 0;
-    std::uint64_t heldFlags = modifier::option;
     std::uint64_t releasedFlags = 0;
     int modifierChecks = 0;
 
@@ -86,7 +81,7 @@ public:
     }
 
     std::uint64_t currentModifierFlags() override {
-        return modifierChecks++ < heldChecks ? heldFlags : releasedFlags;
+        return modifierChecks++ < heldChecks ? modifier::option : releasedFlags;
     }
     std::optional<Source> makePrivateSource() override {
         if (failSourceCreation) {
