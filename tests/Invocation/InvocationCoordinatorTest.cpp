@@ -69,9 +69,18 @@ protected:
         makeCoordinator();
     }
     void makeCoordinator() {
-        coordinator = InvocationCoordinator::create({executor, service, queuedRepository, picker,
-                                                     injector, clipboard, workspace, activations,
-                                                     alerts, [this] { return capturedTarget; }});
+        coordinator = InvocationCoordinator::create({
+            .executor = executor,
+            .securePasswords = service,
+            .repository = queuedRepository,
+            .picker = picker,
+            .injector = injector,
+            .clipboard = clipboard,
+            .workspace = workspace,
+            .activations = activations,
+            .alerts = alerts,
+            .captureTarget = [this] { return capturedTarget; },
+        });
     }
 
     void TearDown() override {
