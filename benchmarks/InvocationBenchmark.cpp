@@ -52,9 +52,18 @@ void shortcutPressToPickerShown(benchmark::State& state) {
     auto ownedPanel = std::make_unique<test::FakePickerPanel>();
     auto* panel = ownedPanel.get();
     auto picker = PasswordPicker::create(std::move(ownedPanel), executor);
-    auto coordinator = InvocationCoordinator::create(
-        {executor, service, repository, picker, injector, clipboard, workspace, activations, alerts,
-         [&]() -> std::shared_ptr<CapturedInsertionTarget> { return target; }});
+    auto coordinator = InvocationCoordinator::create({
+        .executor = executor,
+        .securePasswords = service,
+        .repository = repository,
+        .picker = picker,
+        .injector = injector,
+        .clipboard = clipboard,
+        .workspace = workspace,
+        .activations = activations,
+        .alerts = alerts,
+        .captureTarget = [&]() -> std::shared_ptr<CapturedInsertionTarget> { return target; },
+    });
 
     // The first press prompts; every later one reuses the approval.
     coordinator->begin();

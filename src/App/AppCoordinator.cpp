@@ -52,12 +52,11 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
          }});
     // A change to entries never races an open picker, and voids every earlier approval.
     std::weak_ptr<InvocationCoordinator> invocations = invocationCoordinator_;
-    passwordSettings_ = std::make_unique<PasswordSettingsService>(
-        *repository_, *securePasswords_, [invocations]() -> Task<void> {
+    passwordSettings_ =
+        std::make_unique<PasswordSettingsService>(*repository_, *securePasswords_, [invocations] {
             if (auto coordinator = invocations.lock()) {
-                return coordinator->cancelAndWait();
+                coordinator->cancelAll();
             }
-            return []() -> Task<void> { co_return; }();
         });
     settingsModel_ = SettingsViewModel::create({platform.executor, settings_, *permissions_,
                                                 *loginItem_, *passwordSettings_, *securePasswords_,

@@ -11,7 +11,7 @@ namespace kestrelle {
 using AccessibilityStatus = std::int32_t;
 
 // Watches one application's elements for the notifications it was registered for. Destroying it
-// stops delivery.
+// stops delivery. Implemented over AXObserver on macOS; faked inside test::FakeAccessibility.
 class AccessibilityObserver {
 public:
     virtual ~AccessibilityObserver() = default;

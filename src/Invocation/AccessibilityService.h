@@ -3,12 +3,14 @@
 #include "Invocation/AccessibilityElement.h"
 #include "Invocation/AccessibilityObserver.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace kestrelle {
@@ -23,8 +25,15 @@ inline constexpr std::string_view children = "AXChildren";
 inline constexpr std::string_view focusedElementChanged = "AXFocusedUIElementChanged";
 } // namespace accessibilityName
 
+// An attribute's value of the kind the platform reported, unconverted: which values count as a
+// boolean is the core's decision (FocusedTextSearch::booleanOf). A number is reported as the
+// double it holds. Monostate: no value, because the element does not report the attribute, the
+// read failed or timed out, or the value is of another kind.
+using AccessibilityValue = std::variant<std::monostate, bool, double, std::string>;
+
 // The platform's accessibility service: reads other applications' user interfaces and reports
-// their focus changes. A read that fails, or finds a value of another kind, gives none.
+// their focus changes. Every read is a blocking message to the element's application, sent from
+// the main thread. Implemented over AXUIElement on macOS; faked by test::FakeAccessibility.
 class AccessibilityService {
 public:
     struct ObserverCreation {
@@ -38,16 +47,22 @@ public:
     virtual bool isProcessTrusted() = 0;
     virtual AccessibilityElement applicationElement(std::int32_t processIdentifier) = 0;
 
-    virtual std::optional<bool> boolAttribute(const AccessibilityElement& element,
-                                              std::string_view attribute) = 0;
-    virtual std::optional<std::string> stringAttribute(const AccessibilityElement& element,
-                                                       std::string_view attribute) = 0;
+    // Bounds every later read of this element: a read without an answer within `timeout` gives
+    // up and finds nothing (macOS: AXUIElementSetMessagingTimeout). The core sets it on each
+    // element before reading it.
+    virtual void setMessagingTimeout(const AccessibilityElement& element,
+                                     std::chrono::milliseconds timeout) = 0;
+
+    virtual AccessibilityValue attribute(const AccessibilityElement& element,
+                                         std::string_view attribute) = 0;
+    // An element-valued attribute; none when the read fails or finds another kind.
     virtual std::optional<AccessibilityElement> copyElement(const AccessibilityElement& element,
                                                             std::string_view attribute) = 0;
     // The members that are elements, in order; empty when the read fails.
     virtual std::vector<AccessibilityElement> copyElements(const AccessibilityElement& element,
                                                            std::string_view attribute) = 0;
 
+    // Both local to this process, with no message sent.
     virtual bool isSameElement(const AccessibilityElement& a, const AccessibilityElement& b) = 0;
     // The process owning the element; none when the service cannot tell.
     virtual std::optional<std::int32_t> processIdentifier(const AccessibilityElement& element) = 0;

@@ -10,7 +10,8 @@
 namespace kestrelle {
 
 // Reports every application that becomes active, on the main thread. Either identifier may be
-// unknown.
+// unknown. Implemented over NSWorkspace's activation notification on macOS; faked by
+// test::FakeApplicationActivations.
 class ApplicationActivations {
 public:
     using Handler = std::function<void(std::optional<std::int32_t> processIdentifier,

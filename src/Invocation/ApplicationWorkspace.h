@@ -7,7 +7,8 @@
 
 namespace kestrelle {
 
-// The desktop's running applications, as far as an insertion target needs them.
+// The desktop's running applications, as far as an insertion target needs them. Implemented
+// over NSWorkspace and NSProcessInfo on macOS; faked by test::FakeApplicationWorkspace.
 class ApplicationWorkspace {
 public:
     virtual ~ApplicationWorkspace() = default;

@@ -16,21 +16,48 @@ constexpr std::array<std::string_view, 3> supportedRoles{"AXTextField", "AXTextA
 
 } // namespace
 
+std::optional<bool> FocusedTextSearch::booleanOf(const AccessibilityValue& value) {
+    if (const auto* flag = std::get_if<bool>(&value)) {
+        return *flag;
+    }
+    if (const auto* number = std::get_if<double>(&value);
+        number && (*number == 0 || *number == 1)) {
+        return *number == 1;
+    }
+    return std::nullopt;
+}
+
+const AccessibilityElement& FocusedTextSearch::bounded(const AccessibilityElement& element) {
+    accessibility_.setMessagingTimeout(element, elementReadTimeout);
+    return element;
+}
+
+std::optional<bool> FocusedTextSearch::boolean(const AccessibilityElement& element,
+                                               std::string_view attribute) {
+    return booleanOf(accessibility_.attribute(element, attribute));
+}
+
 bool FocusedTextSearch::isSupportedTextTarget(const AccessibilityElement& element) {
-    if (!accessibility_.boolAttribute(element, accessibilityName::enabled).value_or(true)) {
+    return isSupported(bounded(element));
+}
+
+bool FocusedTextSearch::isSupported(const AccessibilityElement& element) {
+    if (!boolean(element, accessibilityName::enabled).value_or(true)) {
         return false;
     }
-    if (!accessibility_.boolAttribute(element, accessibilityName::focused).value_or(false)) {
+    if (!boolean(element, accessibilityName::focused).value_or(false)) {
         return false;
     }
-    const auto role = accessibility_.stringAttribute(element, accessibilityName::role);
-    return role &&
-           std::find(supportedRoles.begin(), supportedRoles.end(), *role) != supportedRoles.end();
+    const auto role = accessibility_.attribute(element, accessibilityName::role);
+    const auto* text = std::get_if<std::string>(&role);
+    return text &&
+           std::find(supportedRoles.begin(), supportedRoles.end(), *text) != supportedRoles.end();
 }
 
 std::optional<AccessibilityElement>
 FocusedTextSearch::focusedTextTarget(const AccessibilityElement& application) {
-    const auto focused = accessibility_.copyElement(application, accessibilityName::focusedElement);
+    const auto focused =
+        accessibility_.copyElement(bounded(application), accessibilityName::focusedElement);
     if (!focused) {
         return std::nullopt;
     }
@@ -49,7 +76,7 @@ std::optional<AccessibilityElement> FocusedTextSearch::search(const Accessibilit
         return std::nullopt;
     }
     --remainingNodes;
-    if (isSupportedTextTarget(node)) {
+    if (isSupported(bounded(node))) {
         return node;
     }
     // A container that names its own focused element is followed there first.
@@ -89,10 +116,12 @@ void FocusedTextSearch::describe(const AccessibilityElement& node, int& remainin
         return;
     }
     --remainingNodes;
-    out += accessibility_.stringAttribute(node, accessibilityName::role).value_or("unknown");
+    const auto role = accessibility_.attribute(bounded(node), accessibilityName::role);
+    const auto* text = std::get_if<std::string>(&role);
+    out += text ? *text : "unknown";
     // The focus state is written as the optional it is, so an absent one reads "nil".
     out += "[focused=";
-    const auto focused = accessibility_.boolAttribute(node, accessibilityName::focused);
+    const auto focused = boolean(node, accessibilityName::focused);
     out += focused ? (*focused ? "Optional(true)" : "Optional(false)") : "nil";
     const auto children = accessibility_.copyElements(node, accessibilityName::children);
     if (children.empty()) {

@@ -2,6 +2,7 @@
 
 #include "Invocation/AccessibilityService.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -14,6 +15,14 @@ class FocusedTextSearch {
 public:
     static constexpr int searchBudget = 256;
     static constexpr int descriptionBudget = 32;
+    // Every element is bounded by this before it is read. A hung application then costs about
+    // this much per capture or validation, since its first read already fails and a failed read
+    // finds nothing; a slow one at most this much per read.
+    static constexpr std::chrono::milliseconds elementReadTimeout{250};
+
+    // A boolean attribute as the core reads it: a boolean, or the number 0 or 1 that some
+    // applications report instead; any other value is absent.
+    static std::optional<bool> booleanOf(const AccessibilityValue& value);
 
     explicit FocusedTextSearch(AccessibilityService& accessibility)
         : accessibility_(accessibility) {}
@@ -29,6 +38,10 @@ public:
     std::string targetTreeDescription(const AccessibilityElement& element);
 
 private:
+    // Sets the read timeout on `element` first.
+    const AccessibilityElement& bounded(const AccessibilityElement& element);
+    std::optional<bool> boolean(const AccessibilityElement& element, std::string_view attribute);
+    bool isSupported(const AccessibilityElement& element);
     std::optional<AccessibilityElement> search(const AccessibilityElement& node,
                                                int& remainingNodes);
     void describe(const AccessibilityElement& node, int& remainingNodes, std::string& out);

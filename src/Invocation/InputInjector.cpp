@@ -14,6 +14,12 @@ bool isSurrogatePairAt(std::u16string_view text, std::size_t index) {
            text[index + 1] >= 0xDC00 && text[index + 1] <= 0xDFFF;
 }
 
+void throwUnlessWanted(const InputInjector::StillWanted& stillWanted) {
+    if (!stillWanted()) {
+        throw CancelledError{};
+    }
+}
+
 void throwIfInvalid(CapturedInsertionTarget& target) {
     if (auto error = target.validationError()) {
         throw *error;
@@ -23,14 +29,14 @@ void throwIfInvalid(CapturedInsertionTarget& target) {
 } // namespace
 
 Task<void> InputInjector::insert(const TransientSecret& secret,
-                                 std::shared_ptr<CapturedInsertionTarget> target) {
-    const Uuid operation = generation_;
+                                 std::shared_ptr<CapturedInsertionTarget> target,
+                                 StillWanted stillWanted) {
     if (!target) {
         throw InputInjectionError(Kind::unavailableTarget);
     }
     throwIfInvalid(*target);
-    co_await waitForModifierRelease(operation);
-    throwIfSuperseded(operation);
+    co_await waitForModifierRelease(stillWanted);
+    throwUnlessWanted(stillWanted);
     throwIfInvalid(*target);
 
     // Lives in this frame, so it is wiped however the insertion ends.
@@ -39,12 +45,12 @@ Task<void> InputInjector::insert(const TransientSecret& secret,
     if (!text) {
         throw InputInjectionError(Kind::invalidUTF8);
     }
-    co_await postUnicode(std::u16string_view(text->data(), text->size()), *target, operation);
+    co_await postUnicode(std::u16string_view(text->data(), text->size()), *target, stillWanted);
 }
 
-Task<void> InputInjector::waitForModifierRelease(Uuid operation) {
+Task<void> InputInjector::waitForModifierRelease(const StillWanted& stillWanted) {
     for (int attempts = 0;;) {
-        throwIfSuperseded(operation);
+        throwUnlessWanted(stillWanted);
         if ((keyboard_.currentModifierFlags() & modifierMask) == 0) {
             co_return;
         }
@@ -57,14 +63,14 @@ Task<void> InputInjector::waitForModifierRelease(Uuid operation) {
 }
 
 Task<void> InputInjector::postUnicode(std::u16string_view text, CapturedInsertionTarget& target,
-                                      Uuid operation) {
+                                      const StillWanted& stillWanted) {
     const auto source = keyboard_.makePrivateSource();
     if (!source) {
         throw InputInjectionError(Kind::eventCreationFailed);
     }
     const std::int32_t processIdentifier = target.processIdentifier();
     for (const auto chunk : utf16Chunks(text, chunkLimit)) {
-        throwIfSuperseded(operation);
+        throwUnlessWanted(stillWanted);
         throwIfInvalid(target);
         auto keyDown = keyboard_.makeKeyEvent(*source, virtualKey, true);
         auto keyUp = keyboard_.makeKeyEvent(*source, virtualKey, false);
@@ -84,12 +90,6 @@ Task<void> InputInjector::postUnicode(std::u16string_view text, CapturedInsertio
             throw;
         }
         keyboard_.postToProcess(*keyUp, processIdentifier);
-    }
-}
-
-void InputInjector::throwIfSuperseded(const Uuid& operation) const {
-    if (generation_ != operation) {
-        throw CancelledError{};
     }
 }
 

@@ -1,11 +1,15 @@
 #pragma once
 
+#include "Invocation/CapturedInsertionTarget.h"
 #include "Invocation/KeyboardEventPosting.h"
-#include "Invocation/PasswordInjecting.h"
 #include "Runtime/ModifierFlags.h"
+#include "Runtime/Task.h"
+#include "Storage/TransientSecret.h"
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -15,7 +19,7 @@ namespace kestrelle {
 // characters, in short chunks posted to the target's process alone. It waits for the
 // shortcut's modifier keys to be released first, and re-validates the target before every
 // chunk. Main-thread object.
-class InputInjector final : public PasswordInjecting {
+class InputInjector {
 public:
     static constexpr int chunkLimit = 20;
     static constexpr std::chrono::milliseconds keyPressHold{12};
@@ -30,24 +34,25 @@ public:
     InputInjector(const InputInjector&) = delete;
     InputInjector& operator=(const InputInjector&) = delete;
 
-    Task<void> insert(const TransientSecret& secret,
-                      std::shared_ptr<CapturedInsertionTarget> target) override;
+    // Asked before every step of an insertion; once it says no, typing stops.
+    using StillWanted = std::function<bool()>;
 
-    Uuid generation() const override { return generation_; }
-    void setGeneration(Uuid generation) override { generation_ = generation; }
+    // Returns once the whole password was posted. Throws InputInjectionError, or CancelledError
+    // when `stillWanted` says no or the operation is cancelled; what was typed by then stays.
+    // The secret is borrowed and must outlive the task; a null target is `unavailableTarget`.
+    Task<void> insert(const TransientSecret& secret,
+                      std::shared_ptr<CapturedInsertionTarget> target, StillWanted stillWanted);
 
     // Views into `text` of at most `limit` units each, never splitting a surrogate pair, that
     // together make up `text`. A limit below 2 gives none.
     static std::vector<std::u16string_view> utf16Chunks(std::u16string_view text, int limit);
 
 private:
-    Task<void> waitForModifierRelease(Uuid operation);
+    Task<void> waitForModifierRelease(const StillWanted& stillWanted);
     Task<void> postUnicode(std::u16string_view text, CapturedInsertionTarget& target,
-                           Uuid operation);
-    void throwIfSuperseded(const Uuid& operation) const;
+                           const StillWanted& stillWanted);
 
     KeyboardEventPosting& keyboard_;
-    Uuid generation_ = Uuid::random();
 };
 
 } // namespace kestrelle

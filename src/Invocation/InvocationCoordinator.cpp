@@ -17,6 +17,28 @@ std::string lowercased(std::string text) {
     return text;
 }
 
+const Logger logger{"Invocation"};
+
+// Discards an invocation's approval when the operation holding it ends, on every path, unless
+// the approval was handed on or spent.
+class ApprovalGuard {
+public:
+    ApprovalGuard(std::shared_ptr<SecurePasswordService> service, Uuid invocationID)
+        : service_(std::move(service)), invocationID_(invocationID) {}
+    ApprovalGuard(const ApprovalGuard&) = delete;
+    ApprovalGuard& operator=(const ApprovalGuard&) = delete;
+    ~ApprovalGuard() {
+        if (service_) {
+            service_->cancelInvocation(invocationID_);
+        }
+    }
+    void release() { service_.reset(); }
+
+private:
+    std::shared_ptr<SecurePasswordService> service_;
+    Uuid invocationID_;
+};
+
 } // namespace
 
 std::shared_ptr<InvocationCoordinator> InvocationCoordinator::create(Dependencies dependencies) {
@@ -65,12 +87,40 @@ InvocationCoordinator::~InvocationCoordinator() {
     expiryTask_.cancel();
 }
 
-std::optional<InvocationCoordinator::Services>
-InvocationCoordinator::servicesOf(const std::weak_ptr<InvocationCoordinator>& weak) {
-    if (auto self = weak.lock()) {
-        return Services{self->securePasswords_, self->catalog_};
+std::shared_ptr<InvocationCoordinator>
+InvocationCoordinator::current(const std::weak_ptr<InvocationCoordinator>& weak,
+                               Generation::Token token) {
+    auto self = weak.lock();
+    return self && self->states_.isCurrent(token) ? self : nullptr;
+}
+
+std::shared_ptr<InvocationCoordinator>
+InvocationCoordinator::reacquire(const std::weak_ptr<InvocationCoordinator>& weak,
+                                 Generation::Token token) {
+    if (auto self = current(weak, token)) {
+        return self;
     }
-    return std::nullopt;
+    throw CancelledError{};
+}
+
+Generation::Token InvocationCoordinator::enter(State state) {
+    state_ = std::move(state);
+    return states_.advance();
+}
+
+Task<void> InvocationCoordinator::run(std::weak_ptr<InvocationCoordinator> weak,
+                                      Generation::Token token, Task<void> operation) {
+    std::exception_ptr failure;
+    try {
+        co_await std::move(operation);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        if (const auto self = current(weak, token)) {
+            self->fail(failure);
+        }
+    }
 }
 
 // Pressing the shortcut
@@ -88,108 +138,80 @@ void InvocationCoordinator::begin() {
     auto id = Uuid::random();
     Invocation invocation{id, std::move(target), workspace_.frontmostApplication()};
 
-    logger_.notice("Invocation {} authenticating; target: {}", invocation.id,
-                   invocation.target != nullptr);
-    state_ = Authenticating{invocation};
-    operationTask_ = spawn(executor_, authenticate(weak_from_this(), std::move(invocation)));
+    logger.notice("Invocation {} authenticating; target: {}", invocation.id,
+                  invocation.target != nullptr);
+    const auto token = enter(Authenticating{invocation});
+    const auto weak = weak_from_this();
+    operationTask_ =
+        spawn(executor_, run(weak, token, authenticate(weak, std::move(invocation), token)));
 }
 
 Task<void> InvocationCoordinator::authenticate(std::weak_ptr<InvocationCoordinator> weak,
-                                               Invocation invocation) {
-    const auto id = invocation.id;
-    const auto services = servicesOf(weak);
-    if (!services) {
-        co_return;
+                                               Invocation invocation, Generation::Token token) {
+    const auto [securePasswords, catalog] = reacquire(weak, token)->services();
+    ApprovalGuard approval(securePasswords, invocation.id);
+    const auto session = co_await securePasswords->beginInvocation(invocation.id);
+    logger.notice("Invocation {} authenticated", invocation.id);
+    auto snapshot = co_await catalog->snapshot();
+    if (invocation.target) {
+        // The prompt took the keyboard focus; look again only once it has gone.
+        co_await waitForTarget(weak, invocation, token);
     }
-    const auto& [securePasswords, catalog] = *services;
-
-    std::exception_ptr failure;
-    try {
-        const auto session = co_await securePasswords->beginInvocation(id);
-        if (auto self = weak.lock()) {
-            self->logger_.notice("Invocation {} authenticated", id);
-        }
-        auto snapshot = co_await catalog->snapshot();
-        auto self = weak.lock();
-        if (!self) {
-            securePasswords->cancelInvocation(id);
-            co_return;
-        }
-        if (!self->isIn<Authenticating>(id)) {
-            securePasswords->cancelInvocation(id);
-            self->finish(id);
-            co_return;
-        }
-        self.reset(); // not owned across the wait
-        if (invocation.target) {
-            // The prompt took the keyboard focus; look again only once it has gone.
-            co_await waitForTargetAfterAuthentication(weak, invocation);
-        }
-        self = weak.lock();
-        if (!self) {
-            securePasswords->cancelInvocation(id);
-            co_return;
-        }
-        const auto remaining = session.expiresAt - self->executor_.now();
-        if (remaining <= WallTime::duration::zero()) {
-            securePasswords->cancelInvocation(id);
-            self->finish(id);
-            co_return;
-        }
-        const bool canType = invocation.target != nullptr;
-        self->state_ = Choosing{invocation, session, snapshot};
-        self->picker_->show(id, std::move(snapshot.entries), canType);
-        self->logger_.notice("Invocation {} choosing; picker displayed", id);
-        self->scheduleExpiry(id, std::chrono::duration_cast<Duration>(remaining));
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    if (failure) {
-        securePasswords->cancelInvocation(id);
-        if (auto self = weak.lock()) {
-            self->report(failure, id);
-            self->finish(id);
-        }
+    if (reacquire(weak, token)->choose(invocation, session, std::move(snapshot))) {
+        approval.release(); // the picker's state holds it now
     }
 }
 
-Task<void>
-InvocationCoordinator::waitForTargetAfterAuthentication(std::weak_ptr<InvocationCoordinator> weak,
-                                                        Invocation invocation) {
+Task<void> InvocationCoordinator::waitForTarget(std::weak_ptr<InvocationCoordinator> weak,
+                                                Invocation invocation, Generation::Token token) {
     int authenticationInterfaceUsed = 0;
     int otherApplicationUsed = 0;
-    for (bool first = true;; first = false) {
-        co_await checkCancellation();
-        auto self = weak.lock();
-        if (!self || !self->isIn<Authenticating>(invocation.id)) {
-            throw CancelledError{};
+    for (;;) {
+        {
+            const auto self = reacquire(weak, token);
+            const auto error = invocation.target->validationError();
+            if (!error) {
+                co_return;
+            }
+            if (error->kind() != InputInjectionError::Kind::targetChanged) {
+                throw *error;
+            }
+            const bool prompt = self->isAuthenticationInFront();
+            int& used = prompt ? authenticationInterfaceUsed : otherApplicationUsed;
+            if (used == (prompt ? authenticationInterfaceWaits : otherApplicationWaits)) {
+                throw *error;
+            }
+            if (authenticationInterfaceUsed + otherApplicationUsed == 0) {
+                logger.notice("Invocation {} awaiting the original target after the prompt",
+                              invocation.id);
+            }
+            ++used;
         }
-        const auto error = invocation.target->validationError();
-        if (!error) {
-            co_return;
-        }
-        if (error->kind() != InputInjectionError::Kind::targetChanged) {
-            throw *error;
-        }
-        // The prompt's own windows, or this app, may hold the focus a little longer than another
-        // application that took it.
-        const auto frontmost = self->workspace_.frontmostApplication();
-        const bool isPrompt =
-            frontmost &&
-            (frontmost->processIdentifier == self->workspace_.currentProcessIdentifier() ||
-             isAuthenticationUserInterface(frontmost->bundleIdentifier));
-        int& used = isPrompt ? authenticationInterfaceUsed : otherApplicationUsed;
-        if (used == (isPrompt ? authenticationInterfaceWaits : otherApplicationWaits)) {
-            throw *error;
-        }
-        ++used;
-        if (first) {
-            self->logger_.notice("Invocation {} awaiting the original target after the prompt",
-                                 invocation.id);
-        }
-        self.reset();
         co_await sleepFor(targetPollInterval);
     }
+}
+
+bool InvocationCoordinator::isAuthenticationInFront() {
+    // The prompt's own windows, or this app, may hold the focus a little longer than another
+    // application that took it; nobody in front counts as another application.
+    const auto frontmost = workspace_.frontmostApplication();
+    return frontmost && (frontmost->processIdentifier == workspace_.currentProcessIdentifier() ||
+                         isAuthenticationUserInterface(frontmost->bundleIdentifier));
+}
+
+bool InvocationCoordinator::choose(const Invocation& invocation, const InvocationSession& session,
+                                   InvocationCatalogProvider::Snapshot snapshot) {
+    const auto remaining = session.expiresAt - executor_.now();
+    if (remaining <= WallTime::duration::zero()) {
+        finish(); // the approval ran out during the wait: end quietly
+        return false;
+    }
+    auto entries = snapshot.entries;
+    enter(Choosing{invocation, session, std::move(snapshot)});
+    picker_->show(invocation.id, std::move(entries), invocation.target != nullptr);
+    logger.notice("Invocation {} choosing; picker displayed", invocation.id);
+    scheduleExpiry(invocation.id, std::chrono::duration_cast<Duration>(remaining));
+    return true;
 }
 
 void InvocationCoordinator::scheduleExpiry(Uuid invocationID, Duration after) {
@@ -217,87 +239,60 @@ void InvocationCoordinator::select(Uuid invocationID, Uuid entryID, PasswordActi
     auto invocation = choosing->invocation;
     auto session = choosing->session;
     auto snapshot = std::move(choosing->snapshot);
-    state_ = Inserting{invocation};
-    logger_.notice("Invocation {} selection received", invocationID);
+    const auto token = enter(Inserting{invocation});
+    logger.notice("Invocation {} selection received", invocationID);
     // The expiry timer keeps running: an approval that ends during typing stops it.
-    operationTask_ = spawn(executor_, deliver(weak_from_this(), std::move(invocation), session,
-                                              std::move(snapshot), entryID, action));
+    const auto weak = weak_from_this();
+    operationTask_ = spawn(executor_, run(weak, token,
+                                          deliver(weak, std::move(invocation), session,
+                                                  std::move(snapshot), entryID, action, token)));
 }
 
 Task<void> InvocationCoordinator::deliver(std::weak_ptr<InvocationCoordinator> weak,
                                           Invocation invocation, InvocationSession session,
                                           InvocationCatalogProvider::Snapshot snapshot,
-                                          Uuid entryID, PasswordAction action) {
-    const auto id = invocation.id;
+                                          Uuid entryID, PasswordAction action,
+                                          Generation::Token token) {
     const bool typing = action == PasswordAction::type && invocation.target != nullptr;
-    const auto services = servicesOf(weak);
-    if (!services) {
-        co_return;
-    }
-    const auto& [securePasswords, catalog] = *services;
     const auto requireTarget = [&] {
         if (auto error = invocation.target->validationError()) {
             throw *error;
         }
     };
-
-    std::shared_ptr<TransientSecret> secret;
-    std::exception_ptr failure;
-    try {
+    const auto [securePasswords, catalog] = reacquire(weak, token)->services();
+    {
+        ApprovalGuard approval(securePasswords, invocation.id);
         if (typing) {
-            if (auto self = weak.lock()) {
-                self->logger_.notice("Checking original target");
-            }
+            logger.notice("Checking original target");
             requireTarget();
         }
         const bool eligible = co_await catalog->remainsEligible(entryID, snapshot);
         if (!eligible) {
             // Deleted in Settings while the picker was open: end quietly.
-            securePasswords->cancelInvocation(id);
-            if (auto self = weak.lock()) {
-                self->finish(id);
-            }
+            reacquire(weak, token)->finish();
             co_return;
         }
+        reacquire(weak, token); // no Keychain read for an invocation that ended meanwhile
         if (typing) {
             requireTarget(); // the catalog read took time
         }
-        auto consumed = co_await securePasswords->consumeSelectedEntry(session, entryID, action);
-        secret = consumed.secret;
-        auto self = weak.lock();
-        if (!self || !self->isIn<Inserting>(id)) {
-            secret->clear(); // cancelled meanwhile: nothing is typed or copied
-            co_return;
-        }
+        // The secret is wiped when `consumed` goes, on every path.
+        const auto consumed =
+            co_await securePasswords->consumeSelectedEntry(session, entryID, action);
+        approval.release(); // spent
         if (typing) {
-            auto& injector = self->injector_;
-            self.reset();
-            co_await injector.insert(*secret, invocation.target);
-            self = weak.lock();
-            if (self) {
-                self->logger_.notice("Insertion completed");
-            }
+            auto& injector = reacquire(weak, token)->injector_;
+            const InputInjector::StillWanted stillWanted = [weak, token] {
+                return current(weak, token) != nullptr;
+            };
+            co_await injector.insert(*consumed.secret, invocation.target, stillWanted);
+            logger.notice("Insertion completed");
         } else {
-            self->clipboard_.copy(*secret);
-            self->logger_.notice("Copied to clipboard");
-        }
-        secret->clear();
-        if (self) {
-            self->finish(id);
-        }
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    if (failure) {
-        if (secret) {
-            secret->clear();
-        }
-        securePasswords->cancelInvocation(id);
-        if (auto self = weak.lock()) {
-            self->report(failure, id);
-            self->finish(id);
+            reacquire(weak, token)->clipboard_.copy(*consumed.secret);
+            logger.notice("Copied to clipboard");
         }
     }
+    reacquire(weak, token)->finish();
 }
 
 // Ending
@@ -305,65 +300,55 @@ Task<void> InvocationCoordinator::deliver(std::weak_ptr<InvocationCoordinator> w
 void InvocationCoordinator::cancel() {
     const auto* invocation = current();
     const std::optional<Uuid> id = invocation ? std::optional(invocation->id) : std::nullopt;
-    state_ = Idle{};
+    enter(Idle{});
     std::exchange(operationTask_, {}).cancel();
     std::exchange(expiryTask_, {}).cancel();
     picker_->dismiss(true);
-    injector_.setGeneration(Uuid::random());
     if (id) {
         securePasswords_->cancelInvocation(*id);
     }
 }
 
 void InvocationCoordinator::cancel(Uuid invocationID) {
-    if (isCurrent(invocationID)) {
+    if (const auto* invocation = current(); invocation && invocation->id == invocationID) {
         cancel();
     }
 }
 
-Task<void> InvocationCoordinator::cancelAndWait() {
-    state_ = Idle{};
-    std::exchange(operationTask_, {}).cancel();
-    std::exchange(expiryTask_, {}).cancel();
-    picker_->dismiss(true);
-    injector_.setGeneration(Uuid::random());
+void InvocationCoordinator::cancelAll() {
+    cancel();
     securePasswords_->cancelAll();
-    co_return;
 }
 
-void InvocationCoordinator::finish(Uuid invocationID) {
-    if (!isCurrent(invocationID)) {
-        return;
-    }
-    state_ = Idle{};
+void InvocationCoordinator::finish() {
+    enter(Idle{});
     operationTask_ = {}; // finish runs inside it
     std::exchange(expiryTask_, {}).cancel();
-    injector_.setGeneration(Uuid::random());
 }
 
-void InvocationCoordinator::report(std::exception_ptr error, Uuid invocationID) {
-    if (!isCurrent(invocationID)) {
-        return;
-    }
+void InvocationCoordinator::fail(std::exception_ptr error) {
     std::string message;
     try {
         std::rethrow_exception(error);
     } catch (const CancelledError&) {
-        return;
     } catch (const BiometricAuthenticationError& failure) {
-        if (failure.kind() == BiometricAuthenticationError::Kind::cancelled) {
-            return; // the user dismissed the prompt
+        // The user dismissed the prompt: nothing to say.
+        if (failure.kind() != BiometricAuthenticationError::Kind::cancelled) {
+            message = failure.description();
         }
-        message = failure.description();
     } catch (const InputInjectionError& failure) {
-        logger_.notice("Invocation rejected: {}", PublicText(failure.name()));
+        logger.notice("Invocation rejected: {}", PublicText(failure.name()));
         message = failure.description();
     } catch (const KestrelleError& failure) {
         message = failure.description();
     } catch (...) {
         message = "Kestrelle could not complete the password request.";
     }
-    alerts_.present(AlertContent{std::string(alertTitle), std::move(message)});
+    // Ended before the alert: nothing of the invocation waits for the user's answer.
+    finish();
+    if (!message.empty()) {
+        alerts_.present(AlertContent{std::string(alertTitle), std::move(message)});
+    }
 }
 
 // Application switches
@@ -411,13 +396,13 @@ void InvocationCoordinator::applicationActivated(
     if (authenticating) {
         invocation->target->recordApplicationActivation(processIdentifier);
     }
-    logger_.notice(authenticating ? "Invocation {} cancelled: {} (pid {}) activated while "
-                                    "authenticating; origin pid {}"
-                                  : "Invocation {} cancelled: {} (pid {}) activated while "
-                                    "choosing; origin pid {}",
-                   invocation->id, PublicText(bundleIdentifier.value_or("unknown")),
-                   processIdentifier.value_or(-1),
-                   invocation->origin ? invocation->origin->processIdentifier : -1);
+    logger.notice(authenticating ? "Invocation {} cancelled: {} (pid {}) activated while "
+                                   "authenticating; origin pid {}"
+                                 : "Invocation {} cancelled: {} (pid {}) activated while "
+                                   "choosing; origin pid {}",
+                  invocation->id, PublicText(bundleIdentifier.value_or("unknown")),
+                  processIdentifier.value_or(-1),
+                  invocation->origin ? invocation->origin->processIdentifier : -1);
     cancel();
 }
 
@@ -431,11 +416,6 @@ const InvocationCoordinator::Invocation* InvocationCoordinator::current() const 
             }
         },
         state_);
-}
-
-bool InvocationCoordinator::isCurrent(const Uuid& invocationID) const {
-    const auto* invocation = current();
-    return invocation && invocation->id == invocationID;
 }
 
 } // namespace kestrelle

@@ -4,12 +4,12 @@
 #include "Invocation/ApplicationActivations.h"
 #include "Invocation/ApplicationWorkspace.h"
 #include "Invocation/CapturedInsertionTarget.h"
+#include "Invocation/InputInjector.h"
 #include "Invocation/InvocationCatalogProvider.h"
-#include "Invocation/PasswordCopying.h"
-#include "Invocation/PasswordInjecting.h"
+#include "Invocation/PasswordClipboard.h"
 #include "Picker/PasswordPicker.h"
 #include "Runtime/Executor.h"
-#include "Runtime/Logger.h"
+#include "Runtime/Generation.h"
 #include "Runtime/TaskHandle.h"
 #include "Security/SecurePasswordService.h"
 
@@ -22,9 +22,11 @@
 namespace kestrelle {
 
 // Runs one invocation at a time, from the shortcut press to a typed or copied password: capture
-// of the focused field, approval, the picker, delivery. Main-thread object. Every asynchronous
-// continuation checks that its invocation is still the current one, so a cancellation from any
-// source wins over late results.
+// of the focused field, approval, the picker, delivery. Main-thread object. After every
+// suspension an operation re-acquires the coordinator and checks, with the token of the state
+// it started in, that its invocation is still current in that phase; so a cancellation from any
+// source wins over late results. An operation that ends without spending its approval discards
+// it in the secure password service.
 class InvocationCoordinator : public std::enable_shared_from_this<InvocationCoordinator> {
     struct ConstructionKey {
         explicit ConstructionKey() = default;
@@ -43,8 +45,8 @@ public:
         std::shared_ptr<SecurePasswordService> securePasswords;
         EntryCatalogStoring& repository;
         std::shared_ptr<PasswordPicker> picker;
-        PasswordInjecting& injector;
-        PasswordCopying& clipboard;
+        InputInjector& injector;
+        PasswordClipboard& clipboard;
         ApplicationWorkspace& workspace;
         ApplicationActivations& activations;
         AlertPresenting& alerts;
@@ -64,8 +66,9 @@ public:
     void begin();
     // Abandons whatever invocation is running.
     void cancel();
-    // The hard reset that precedes every change to entries: no approval survives it.
-    Task<void> cancelAndWait();
+    // The hard reset that precedes every change to entries: abandons the invocation, and no
+    // approval survives it.
+    void cancelAll();
     // Opens Settings when the picker's Configure button is pressed.
     void setOnConfigure(std::function<void()> onConfigure) {
         onConfigure_ = std::move(onConfigure);
@@ -102,23 +105,43 @@ private:
         std::shared_ptr<SecurePasswordService> securePasswords;
         std::shared_ptr<InvocationCatalogProvider> catalog;
     };
-    static std::optional<Services> servicesOf(const std::weak_ptr<InvocationCoordinator>& weak);
 
-    static Task<void> authenticate(std::weak_ptr<InvocationCoordinator> weak,
-                                   Invocation invocation);
-    static Task<void> waitForTargetAfterAuthentication(std::weak_ptr<InvocationCoordinator> weak,
-                                                       Invocation invocation);
+    // The coordinator, provided it still exists and is still in the state `token` was taken
+    // in: the same invocation, in the same phase. Null otherwise.
+    static std::shared_ptr<InvocationCoordinator>
+    current(const std::weak_ptr<InvocationCoordinator>& weak, Generation::Token token);
+    // The same, for an operation resuming after a suspension: when the coordinator is gone or
+    // has moved on, the operation stops here with CancelledError.
+    static std::shared_ptr<InvocationCoordinator>
+    reacquire(const std::weak_ptr<InvocationCoordinator>& weak, Generation::Token token);
+
+    // Runs an invocation's operation; a failure ends the invocation and is shown, unless the
+    // invocation ended meanwhile.
+    static Task<void> run(std::weak_ptr<InvocationCoordinator> weak, Generation::Token token,
+                          Task<void> operation);
+    static Task<void> authenticate(std::weak_ptr<InvocationCoordinator> weak, Invocation invocation,
+                                   Generation::Token token);
+    static Task<void> waitForTarget(std::weak_ptr<InvocationCoordinator> weak,
+                                    Invocation invocation, Generation::Token token);
     static Task<void> deliver(std::weak_ptr<InvocationCoordinator> weak, Invocation invocation,
                               InvocationSession session,
                               InvocationCatalogProvider::Snapshot snapshot, Uuid entryID,
-                              PasswordAction action);
+                              PasswordAction action, Generation::Token token);
     static Task<void> expire(std::weak_ptr<InvocationCoordinator> weak, Uuid invocationID,
                              Duration after);
 
+    // Enters `state`, which makes every token of the one before stale, and returns its token.
+    Generation::Token enter(State state);
+    Services services() const { return {securePasswords_, catalog_}; }
+    // Whether the prompt's own windows, or this app, are in front.
+    bool isAuthenticationInFront();
+    // Shows the picker; false when the approval ran out first and the invocation ended.
+    bool choose(const Invocation& invocation, const InvocationSession& session,
+                InvocationCatalogProvider::Snapshot snapshot);
     void select(Uuid invocationID, Uuid entryID, PasswordAction action);
     void cancel(Uuid invocationID);
-    void finish(Uuid invocationID);
-    void report(std::exception_ptr error, Uuid invocationID);
+    void finish();
+    void fail(std::exception_ptr error);
     void scheduleExpiry(Uuid invocationID, Duration after);
     void applicationActivated(std::optional<std::int32_t> processIdentifier,
                               const std::optional<std::string>& bundleIdentifier);
@@ -127,25 +150,20 @@ private:
                              const std::optional<std::string>& bundleIdentifier);
     // The invocation of any state but idle.
     const Invocation* current() const;
-    bool isCurrent(const Uuid& invocationID) const;
-    template <class Phase>
-    bool isIn(const Uuid& invocationID) const {
-        const auto* phase = std::get_if<Phase>(&state_);
-        return phase && phase->invocation.id == invocationID;
-    }
 
     Executor& executor_;
     std::shared_ptr<SecurePasswordService> securePasswords_;
     std::shared_ptr<InvocationCatalogProvider> catalog_;
     std::shared_ptr<PasswordPicker> picker_;
-    PasswordInjecting& injector_;
-    PasswordCopying& clipboard_;
+    InputInjector& injector_;
+    PasswordClipboard& clipboard_;
     ApplicationWorkspace& workspace_;
     ApplicationActivations& activations_;
     AlertPresenting& alerts_;
     std::function<std::shared_ptr<CapturedInsertionTarget>()> captureTarget_;
-    Logger logger_{"Invocation"};
     State state_;
+    // Advances with every change of state, so a token names one invocation in one phase.
+    Generation states_;
     TaskHandle operationTask_;
     TaskHandle expiryTask_;
     Subscription activationObserver_;

@@ -9,6 +9,7 @@ namespace kestrelle {
 
 // The platform's synthetic keyboard events: each call is one step the platform offers, so the
 // injector decides every value and the order. Flags use the platform's modifier bit layout.
+// Implemented over CGEvent on macOS; faked by test::FakeKeyboardEvents.
 class KeyboardEventPosting {
 public:
     // A source or event made by the implementation; copies share the platform object, which

@@ -29,12 +29,17 @@ void PasswordClipboard::copy(const TransientSecret& secret) {
     const std::int64_t changeCount = pasteboard_.changeCount();
 
     clearTask_.cancel();
-    clearTask_ = spawn(executor_, clearUnlessChanged(pasteboard_, changeCount));
+    clearTask_ = spawn(executor_, clearUnlessChanged(pasteboard_, executor_, changeCount));
 }
 
 Task<void> PasswordClipboard::clearUnlessChanged(PasteboardService& pasteboard,
+                                                 const Executor& clock,
                                                  std::int64_t copiedChangeCount) {
-    co_await sleepFor(clearDelay);
+    const auto deadline = clock.now() + clearDelay;
+    for (Duration waited{}; waited < clearDelay && clock.now() < deadline;
+         waited += clearCheckInterval) {
+        co_await sleepFor(clearCheckInterval);
+    }
     // Whatever was copied since belongs to someone else.
     if (pasteboard.changeCount() == copiedChangeCount) {
         pasteboard.clearContents();

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Invocation/PasswordCopying.h"
 #include "Invocation/PasteboardService.h"
 #include "Runtime/Executor.h"
 #include "Runtime/TaskHandle.h"
+#include "Storage/TransientSecret.h"
 
 #include <chrono>
 #include <cstdint>
@@ -13,11 +13,15 @@ namespace kestrelle {
 
 // Copies a password as concealed text, which clipboard managers leave out of their history,
 // and clears it a minute later unless something else was copied since. Main-thread object.
-class PasswordClipboard final : public PasswordCopying {
+class PasswordClipboard {
 public:
     static constexpr std::string_view plainTextType = "public.utf8-plain-text";
     static constexpr std::string_view concealedType = "org.nspasteboard.ConcealedType";
+    // A minute of the user's time, which goes on while the computer sleeps: the clear looks at
+    // the wall clock every `clearCheckInterval`, so after a sleep the password goes within that
+    // long of waking. A wall clock set back cannot stretch the minute beyond a minute of timers.
     static constexpr std::chrono::seconds clearDelay{60};
+    static constexpr std::chrono::seconds clearCheckInterval{1};
 
     // `pasteboard` must outlive the clipboard and its pending clear.
     PasswordClipboard(PasteboardService& pasteboard, Executor& executor)
@@ -25,11 +29,12 @@ public:
     PasswordClipboard(const PasswordClipboard&) = delete;
     PasswordClipboard& operator=(const PasswordClipboard&) = delete;
 
-    // Invalid UTF-8 leaves the pasteboard and the pending clear alone.
-    void copy(const TransientSecret& secret) override;
+    // Throws InputInjectionError `invalidUTF8`, leaving the pasteboard and the pending clear
+    // alone. The secret is borrowed.
+    void copy(const TransientSecret& secret);
 
 private:
-    static Task<void> clearUnlessChanged(PasteboardService& pasteboard,
+    static Task<void> clearUnlessChanged(PasteboardService& pasteboard, const Executor& clock,
                                          std::int64_t copiedChangeCount);
 
     PasteboardService& pasteboard_;

@@ -6,7 +6,8 @@
 
 namespace kestrelle {
 
-// The system's general pasteboard. Types are uniform type identifiers.
+// The system's general pasteboard. Types are uniform type identifiers. Implemented over
+// NSPasteboard on macOS; faked by test::FakePasteboard.
 class PasteboardService {
 public:
     virtual ~PasteboardService() = default;

@@ -34,9 +34,11 @@ public:
     // Forgets a timer that has not fired yet; a fired or unknown id is ignored.
     virtual void cancelTimer(TimerId timer) = 0;
 
-    // Wall time, for approval ages and expiry dates. It may jump.
+    // Wall time, for approval ages, expiry dates and periods the user lives through: it counts
+    // time asleep, and it may jump.
     virtual WallTime now() const = 0;
-    // Monotonic time, which timers follow.
+    // Monotonic time, which timers follow. It may stand still while the computer sleeps, so a
+    // timer measures time awake.
     virtual MonotonicTime monotonicNow() const = 0;
 
     // Detached operations started by `spawn` that have not finished yet.

@@ -315,8 +315,7 @@ Task<void> PasswordSettingsService::commitCatalog(EntryCatalog catalog, Uuid ent
 }
 
 Task<SettingsAuthorization> PasswordSettingsService::authorize(SettingsOperation operation) {
-    auto cancelling = cancelInvocation_();
-    co_await std::move(cancelling);
+    cancelInvocation_();
     co_return co_await securePasswords_.authorizeSettings(operation);
 }
 

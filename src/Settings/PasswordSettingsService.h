@@ -27,7 +27,7 @@ namespace kestrelle {
 class PasswordSettingsService {
 public:
     // Ends any running invocation, so that none holds the gate or a prompt during a change.
-    using InvocationCanceller = std::function<Task<void>()>;
+    using InvocationCanceller = std::function<void()>;
 
     static constexpr int saveAttempts = 3;
 

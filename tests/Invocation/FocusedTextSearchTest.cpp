@@ -23,6 +23,9 @@ FakeNode staticText() {
 
 class FocusedTextSearchTest : public ::testing::Test {
 protected:
+    // Every element the search read was bounded first.
+    void TearDown() override { EXPECT_EQ(accessibility.unboundedReads, 0); }
+
     // Searches an application whose focused element is `focused`.
     std::optional<AccessibilityElement> searchFrom(const FakeNode& focused) {
         auto application = accessibility.addApplication(42, {focused});
@@ -39,52 +42,75 @@ protected:
 };
 
 TEST_F(FocusedTextSearchTest, SupportsEnabledFocusedTextFieldsAreasAndComboBoxesOnly) {
-    struct Case {
-        std::optional<std::string> role;
-        std::optional<bool> enabled;
-        std::optional<bool> focused;
-        bool supported;
-    };
-    const std::vector<Case> cases{
-        {"AXTextField", true, true, true},          {"AXTextArea", true, true, true},
-        {"AXComboBox", true, true, true},           {"AXTextField", std::nullopt, true, true},
-        {"AXTextField", false, true, false},        {"AXTextField", true, false, false},
-        {"AXTextField", true, std::nullopt, false}, {"AXWebArea", true, true, false},
-        {"AXStaticText", true, true, false},        {"axtextfield", true, true, false},
-        {std::nullopt, true, true, false}};
-    for (const auto& [role, enabled, focused, supported] : cases) {
-        auto node = FakeAccessibility::node(role);
+    const std::string field = "AXTextField";
+    const std::vector<std::tuple<AccessibilityValue, AccessibilityValue, AccessibilityValue, bool>>
+        cases{
+            {field, true, true, true},
+            {std::string("AXTextArea"), true, true, true},
+            {std::string("AXComboBox"), true, true, true},
+            {field, {}, true, true},
+            {field, false, true, false},
+            {field, true, false, false},
+            {field, true, {}, false},
+            {std::string("AXWebArea"), true, true, false},
+            {std::string("axtextfield"), true, true, false},
+            {{}, true, true, false},
+            {true, true, true, false},
+            // Numbers 0 and 1 count as booleans; any other value is absent.
+            {field, 1.0, 1.0, true},
+            {field, 0.0, true, false},
+            {field, true, 0.0, false},
+            {field, 2.0, true, true},
+            {field, true, 0.5, false},
+            {field, std::string("false"), std::string("true"), false},
+        };
+    for (std::size_t index = 0; index < cases.size(); ++index) {
+        SCOPED_TRACE(index);
+        const auto& [role, enabled, focused, supported] = cases[index];
+        auto node = FakeAccessibility::node(std::nullopt);
+        node->role = role;
         node->enabled = enabled;
         node->focused = focused;
-        EXPECT_EQ(search.isSupportedTextTarget(FakeAccessibility::handle(node)), supported)
-            << role.value_or("no role") << " enabled " << enabled.value_or(-1) << " focused "
-            << focused.value_or(-1);
+        EXPECT_EQ(search.isSupportedTextTarget(FakeAccessibility::handle(node)), supported);
+        EXPECT_EQ(node->timeout, FocusedTextSearch::elementReadTimeout);
     }
 
     // A failed read counts as an absent attribute.
-    auto field = focusedField();
-    field->failingAttributes = {"AXEnabled"};
-    EXPECT_TRUE(search.isSupportedTextTarget(FakeAccessibility::handle(field)));
-    field->failingAttributes = {"AXFocused"};
-    EXPECT_FALSE(search.isSupportedTextTarget(FakeAccessibility::handle(field)));
+    auto failing = focusedField();
+    failing->failingAttributes = {accessibilityName::enabled};
+    EXPECT_TRUE(search.isSupportedTextTarget(FakeAccessibility::handle(failing)));
+    failing->failingAttributes = {accessibilityName::focused};
+    EXPECT_FALSE(search.isSupportedTextTarget(FakeAccessibility::handle(failing)));
 }
 
-TEST_F(FocusedTextSearchTest, AFocusedTextFieldIsFoundWithoutVisitingItsChildren) {
+TEST_F(FocusedTextSearchTest, FindsTheOneFocusedTextFieldAtAnyDepth) {
+    // A focused field is taken without looking at its children.
     const auto child = staticText();
     const auto field = focusedField();
     field->children = {child};
-
     EXPECT_TRUE(isFound(searchFrom(field), field));
     EXPECT_EQ(child->reads, 0);
-}
 
-TEST_F(FocusedTextSearchTest, AContainerYieldsItsOnlyFocusedTextFieldAtAnyDepth) {
-    const auto field = focusedField("AXTextArea");
-    const auto container = FakeAccessibility::group(
-        {FakeAccessibility::textField(), staticText(),
-         FakeAccessibility::group({staticText(), FakeAccessibility::group({field})})});
+    const auto deep = focusedField("AXTextArea");
+    EXPECT_TRUE(
+        isFound(searchFrom(FakeAccessibility::group(
+                    {FakeAccessibility::textField(), staticText(),
+                     FakeAccessibility::group({staticText(), FakeAccessibility::group({deep})})})),
+                deep));
 
-    EXPECT_TRUE(isFound(searchFrom(container), field));
+    // A container's own focused element is followed before its children, unless it names itself.
+    const auto chosen = focusedField();
+    const auto container = FakeAccessibility::group({focusedField(), chosen});
+    container->focusedElement = chosen;
+    EXPECT_TRUE(isFound(searchFrom(container), chosen));
+    const auto selfFocused = FakeAccessibility::group({staticText(), field});
+    selfFocused->focusedElement = selfFocused;
+    EXPECT_TRUE(isFound(searchFrom(selfFocused), field));
+    EXPECT_TRUE(logs.messages().empty());
+
+    // Without a focused element there is nothing to search, and nothing to log.
+    const auto application = accessibility.addApplication(43, {focusedField()});
+    EXPECT_FALSE(search.focusedTextTarget(FakeAccessibility::handle(application)));
     EXPECT_TRUE(logs.messages().empty());
 }
 
@@ -92,70 +118,38 @@ TEST_F(FocusedTextSearchTest, TwoCandidatesFindNothingAndTheTreeIsLogged) {
     // The second candidate comes last, so a search that stopped at the first would find it.
     const auto container = FakeAccessibility::group(
         {focusedField(), FakeAccessibility::node(std::nullopt, {focusedField("AXComboBox")})});
-
     EXPECT_FALSE(searchFrom(container));
     ASSERT_EQ(logs.records().size(), 1U);
-    const auto record = logs.records().front();
-    EXPECT_EQ(record.category, "AccessibilityTarget");
-    EXPECT_EQ(record.level, LogLevel::info);
-    EXPECT_EQ(record.message,
+    EXPECT_EQ(logs.records().front().level, LogLevel::info);
+    EXPECT_EQ(logs.records().front().message,
               "Unsupported focused target tree: AXGroup[focused=nil]{AXTextField[focused="
               "Optional(true)],unknown[focused=nil]{AXComboBox[focused=Optional(true)]}}");
 }
 
-TEST_F(FocusedTextSearchTest, AContainersOwnFocusedElementIsFollowedBeforeItsChildren) {
-    const auto chosen = focusedField();
-    const auto container = FakeAccessibility::group({focusedField(), chosen});
-    container->focusedElement = chosen;
-    EXPECT_TRUE(isFound(searchFrom(container), chosen));
-
-    // A container naming itself is not searched again.
-    const auto field = focusedField();
-    const auto selfFocused = FakeAccessibility::group({staticText(), field});
-    selfFocused->focusedElement = selfFocused;
-    EXPECT_TRUE(isFound(searchFrom(selfFocused), field));
-}
-
-TEST_F(FocusedTextSearchTest, NothingIsFoundWithoutAFocusedElement) {
-    const auto application = accessibility.addApplication(42, {focusedField()});
-    EXPECT_FALSE(search.focusedTextTarget(FakeAccessibility::handle(application)));
-    EXPECT_TRUE(logs.messages().empty());
-}
-
-TEST_F(FocusedTextSearchTest, ATruncatedSearchFindsNothingEvenWhenItReachedTheField) {
-    const auto containerWith = [](std::size_t leaves, const FakeNode& field) {
+TEST_F(FocusedTextSearchTest, TruncatedSearchesAndDescriptionsGiveNoGuess) {
+    const auto containerWith = [](std::size_t leaves, const FakeNode& last) {
         std::vector<FakeNode> children(leaves);
         std::generate(children.begin(), children.end(), staticText);
-        children.push_back(field);
+        children.push_back(last);
         return FakeAccessibility::group(std::move(children));
     };
-    // 255 nodes leave one unit of the budget.
+    // 255 nodes leave one unit of the budget; with 256 the field is the budget's last node.
     const auto field = focusedField();
     EXPECT_TRUE(isFound(searchFrom(containerWith(253, field)), field));
-    // With 256 the field is the budget's last node.
     EXPECT_FALSE(searchFrom(containerWith(254, focusedField())));
 
     const auto unreached = focusedField();
     const auto large = containerWith(300, unreached);
     EXPECT_FALSE(searchFrom(large));
     EXPECT_EQ(unreached->reads, 0);
-    EXPECT_EQ(std::count_if(large->children.begin(), large->children.end(),
-                            [](const FakeNode& node) { return node->reads > 0; }),
+    EXPECT_EQ(std::ranges::count_if(large->children, [](const auto& node) { return node->reads; }),
               255);
-}
 
-TEST_F(FocusedTextSearchTest, TheTreeDescriptionStopsAfterThirtyTwoNodes) {
-    std::vector<FakeNode> children(40);
-    std::generate(children.begin(), children.end(), FakeAccessibility::textField);
-    const auto wide = FakeAccessibility::group(children);
-
-    std::string expected = "AXGroup[focused=nil]{";
-    for (int index = 0; index < 40; ++index) {
-        expected += index == 0 ? "" : ",";
-        expected += index < 31 ? "AXTextField[focused=Optional(false)]" : "…";
-    }
-    expected += "}";
-    EXPECT_EQ(search.targetTreeDescription(FakeAccessibility::handle(wide)), expected);
+    // Describing the tree for the log reads 32 nodes at most: the group and 31 of its fields.
+    std::vector<FakeNode> fields(40);
+    std::generate(fields.begin(), fields.end(), FakeAccessibility::textField);
+    search.targetTreeDescription(FakeAccessibility::handle(FakeAccessibility::group(fields)));
+    EXPECT_EQ(std::ranges::count_if(fields, [](const auto& node) { return node->reads; }), 31);
 }
 
 } // namespace

@@ -166,10 +166,7 @@ protected:
     }
     State stateOfFirst() { return run(service.snapshot()).entries.at(0).secretState; }
 
-    Task<void> cancelInvocation() {
-        promptsWhenInvocationsCancelled.push_back(factory.made.size());
-        co_return;
-    }
+    void cancelInvocation() { promptsWhenInvocationsCancelled.push_back(factory.made.size()); }
 
     std::vector<std::size_t> promptsWhenInvocationsCancelled;
     PasswordSettingsService service{repository, securePasswords,

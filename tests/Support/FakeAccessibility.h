@@ -10,18 +10,19 @@
 
 namespace kestrelle::test {
 
-// One element of a fake application's user interface. An absent attribute is one the element
+// One element of a fake application's user interface. A monostate attribute is one the element
 // does not report; a name in `failingAttributes` makes every read of that attribute fail.
 struct FakeAccessibilityNode {
-    std::optional<std::string> role;
-    std::optional<bool> enabled;
-    std::optional<bool> focused;
+    AccessibilityValue role;
+    AccessibilityValue enabled;
+    AccessibilityValue focused;
     std::vector<std::shared_ptr<FakeAccessibilityNode>> children;
     std::weak_ptr<FakeAccessibilityNode> focusedElement;
     std::optional<std::int32_t> processIdentifier;
-    std::vector<std::string> failingAttributes;
-    // Reads of any attribute, to tell which parts of a tree a search visited.
+    std::vector<std::string_view> failingAttributes;
+    // Reads of any attribute, to tell which parts of a tree a search visited, and the bound set.
     mutable int reads = 0;
+    mutable std::optional<std::chrono::milliseconds> timeout;
 };
 
 using FakeNode = std::shared_ptr<FakeAccessibilityNode>;
@@ -29,12 +30,13 @@ using FakeNode = std::shared_ptr<FakeAccessibilityNode>;
 // Element trees of fake applications, their keyboard focus and their focus notifications.
 class FakeAccessibility final : public AccessibilityService {
 public:
-    // Tree building.
     static FakeNode node(std::optional<std::string> role, std::vector<FakeNode> children = {}) {
-        auto node = std::make_shared<FakeAccessibilityNode>();
-        node->role = std::move(role);
-        node->children = std::move(children);
-        return node;
+        auto made = std::make_shared<FakeAccessibilityNode>();
+        if (role) {
+            made->role = std::move(*role);
+        }
+        made->children = std::move(children);
+        return made;
     }
     static FakeNode textField() {
         auto field = node("AXTextField");
@@ -45,15 +47,20 @@ public:
     static FakeNode group(std::vector<FakeNode> children) {
         return node("AXGroup", std::move(children));
     }
+    static AccessibilityElement handle(const FakeNode& node) { return AccessibilityElement(node); }
 
     // Installs an application whose window holds `children`; every element in it reports `pid`.
     FakeNode addApplication(std::int32_t pid, std::vector<FakeNode> children) {
         auto application = node("AXApplication", std::move(children));
-        assignProcess(*application, pid);
-        applications_[pid] = application;
-        return application;
+        const auto assign = [pid](const FakeNode& root, const auto& self) -> void {
+            root->processIdentifier = pid;
+            for (const auto& child : root->children) {
+                self(child, self);
+            }
+        };
+        assign(application, assign);
+        return applications_[pid] = application;
     }
-
     // Moves the application's keyboard focus to `element`, without notifying anyone.
     static void focus(const FakeNode& application, const FakeNode& element) {
         if (const auto previous = application->focusedElement.lock()) {
@@ -62,70 +69,49 @@ public:
         application->focusedElement = element;
         element->focused = true;
     }
-    // The application posts a focus change to the observers that receive its notifications.
+    // The application posts a focus change to the observers registered for it.
     void postFocusChanged(std::int32_t pid) {
-        const auto observers = observers_;
-        for (const auto* observer : observers) {
-            if (observer->delivers(pid, applications_[pid].get())) {
+        for (const auto* observer : std::vector(observers_)) {
+            if (observer->delivering && observer->pid == pid &&
+                std::ranges::count(observer->watched, applications_[pid].get()) > 0) {
                 observer->onNotification();
             }
         }
     }
 
-    // Behaviour.
     bool trusted = true;
     AccessibilityStatus observerCreationStatus = 0;
     bool observerCreationGivesNothing = false;
     AccessibilityStatus addNotificationStatus = 0;
+    // Reads of an element that no timeout bounds.
+    int unboundedReads = 0;
 
     std::size_t observerCount() const { return observers_.size(); }
-    std::size_t deliveringObserverCount() const {
-        return std::count_if(observers_.begin(), observers_.end(),
-                             [](const auto* observer) { return observer->delivering; });
-    }
 
-    static AccessibilityElement handle(const FakeNode& node) { return AccessibilityElement(node); }
-
-    // AccessibilityService
     bool isProcessTrusted() override { return trusted; }
     AccessibilityElement applicationElement(std::int32_t pid) override {
-        auto& application = applications_[pid];
-        if (!application) {
-            application = std::make_shared<FakeAccessibilityNode>();
-        }
-        return AccessibilityElement(application);
+        return handle(applications_.try_emplace(pid, node(std::nullopt)).first->second);
     }
-    std::optional<bool> boolAttribute(const AccessibilityElement& element,
-                                      std::string_view attribute) override {
-        const auto* node = readable(element, attribute);
-        if (!node) {
-            return std::nullopt;
-        }
-        if (attribute == accessibilityName::enabled) {
-            return node->enabled;
-        }
-        if (attribute == accessibilityName::focused) {
-            return node->focused;
-        }
-        return std::nullopt;
+    void setMessagingTimeout(const AccessibilityElement& element,
+                             std::chrono::milliseconds timeout) override {
+        nodeOf(element)->timeout = timeout;
     }
-    std::optional<std::string> stringAttribute(const AccessibilityElement& element,
-                                               std::string_view attribute) override {
+    AccessibilityValue attribute(const AccessibilityElement& element,
+                                 std::string_view attribute) override {
         const auto* node = readable(element, attribute);
-        if (node && attribute == accessibilityName::role) {
-            return node->role;
-        }
-        return std::nullopt;
+        return !node                                     ? AccessibilityValue{}
+               : attribute == accessibilityName::role    ? node->role
+               : attribute == accessibilityName::enabled ? node->enabled
+               : attribute == accessibilityName::focused ? node->focused
+                                                         : AccessibilityValue{};
     }
     std::optional<AccessibilityElement> copyElement(const AccessibilityElement& element,
                                                     std::string_view attribute) override {
         const auto* node = readable(element, attribute);
-        if (node && attribute == accessibilityName::focusedElement) {
-            if (auto focused = node->focusedElement.lock()) {
-                return AccessibilityElement(std::move(focused));
-            }
-        }
-        return std::nullopt;
+        const auto focused = node && attribute == accessibilityName::focusedElement
+                                 ? node->focusedElement.lock()
+                                 : nullptr;
+        return focused ? std::optional(handle(focused)) : std::nullopt;
     }
     std::vector<AccessibilityElement> copyElements(const AccessibilityElement& element,
                                                    std::string_view attribute) override {
@@ -133,7 +119,7 @@ public:
         if (!node || attribute != accessibilityName::children) {
             return {};
         }
-        return std::vector<AccessibilityElement>(node->children.begin(), node->children.end());
+        return {node->children.begin(), node->children.end()};
     }
     bool isSameElement(const AccessibilityElement& a, const AccessibilityElement& b) override {
         return a.object() == b.object();
@@ -150,59 +136,37 @@ public:
     }
 
 private:
-    class Observer final : public AccessibilityObserver {
-    public:
+    struct Observer final : AccessibilityObserver {
         Observer(FakeAccessibility& owner, std::int32_t pid, std::function<void()> onNotification)
-            : onNotification(std::move(onNotification)), owner_(owner), pid_(pid) {
-            owner_.observers_.push_back(this);
+            : owner(owner), pid(pid), onNotification(std::move(onNotification)) {
+            owner.observers_.push_back(this);
         }
-        ~Observer() override { std::erase(owner_.observers_, this); }
-
+        ~Observer() override { std::erase(owner.observers_, this); }
         AccessibilityStatus addNotification(const AccessibilityElement& element,
                                             std::string_view notification) override {
-            if (owner_.addNotificationStatus != 0) {
-                return owner_.addNotificationStatus;
-            }
             if (notification == accessibilityName::focusedElementChanged) {
-                watched_.push_back(element.object());
+                watched.push_back(element.object());
             }
-            return 0;
+            return owner.addNotificationStatus;
         }
         void startDelivery() override { delivering = true; }
 
-        bool delivers(std::int32_t pid, const void* application) const {
-            return delivering && pid == pid_ &&
-                   std::find(watched_.begin(), watched_.end(), application) != watched_.end();
-        }
-
+        FakeAccessibility& owner;
+        std::int32_t pid;
         std::function<void()> onNotification;
+        std::vector<const void*> watched;
         bool delivering = false;
-
-    private:
-        FakeAccessibility& owner_;
-        std::int32_t pid_;
-        std::vector<const void*> watched_;
     };
 
     static const FakeAccessibilityNode* nodeOf(const AccessibilityElement& element) {
         return static_cast<const FakeAccessibilityNode*>(element.object());
     }
-    static const FakeAccessibilityNode* readable(const AccessibilityElement& element,
-                                                 std::string_view attribute) {
-        auto* node = nodeOf(element);
+    const FakeAccessibilityNode* readable(const AccessibilityElement& element,
+                                          std::string_view attribute) {
+        const auto* node = nodeOf(element);
         ++node->reads;
-        const auto& failing = node->failingAttributes;
-        if (!failing.empty() &&
-            std::find(failing.begin(), failing.end(), attribute) != failing.end()) {
-            return nullptr;
-        }
-        return node;
-    }
-    static void assignProcess(FakeAccessibilityNode& node, std::int32_t pid) {
-        node.processIdentifier = pid;
-        for (const auto& child : node.children) {
-            assignProcess(*child, pid);
-        }
+        unboundedReads += node->timeout ? 0 : 1;
+        return std::ranges::count(node->failingAttributes, attribute) > 0 ? nullptr : node;
     }
 
     std::map<std::int32_t, FakeNode> applications_;

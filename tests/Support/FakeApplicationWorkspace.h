@@ -11,7 +11,7 @@ public:
     std::optional<FrontmostApplication> frontmostApplication() override {
         auto answer = frontmost;
         if (afterFrontmostRead) {
-            afterFrontmostRead();
+            afterFrontmostRead(); // to switch applications mid-way
         }
         return answer;
     }
@@ -19,7 +19,6 @@ public:
 
     std::optional<FrontmostApplication> frontmost;
     std::int32_t currentPid = 1;
-    // Runs after each read of the frontmost application, to switch applications mid-way.
     std::function<void()> afterFrontmostRead;
 };
 

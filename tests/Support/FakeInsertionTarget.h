@@ -7,7 +7,8 @@
 
 namespace kestrelle::test {
 
-// A captured text field whose validation answer the test sets.
+// A captured text field whose validation answer the test sets. Like the real one, it fails for
+// good once another application was activated.
 class FakeInsertionTarget final : public CapturedInsertionTarget {
 public:
     explicit FakeInsertionTarget(std::int32_t pid) : pid(pid) {}
@@ -15,13 +16,13 @@ public:
     std::int32_t processIdentifier() const override { return pid; }
     std::optional<InputInjectionError> validationError() override {
         ++validations;
-        if (failure) {
-            return InputInjectionError(*failure);
-        }
-        return std::nullopt;
+        return failure ? std::optional(InputInjectionError(*failure)) : std::nullopt;
     }
     void recordApplicationActivation(std::optional<std::int32_t> processIdentifier) override {
         activations.push_back(processIdentifier);
+        if (processIdentifier != pid) {
+            failure = InputInjectionError::Kind::targetChanged;
+        }
     }
 
     std::int32_t pid;

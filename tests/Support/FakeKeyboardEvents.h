@@ -1,15 +1,12 @@
 #pragma once
 
 #include "Invocation/KeyboardEventPosting.h"
-#include "Runtime/ModifierFlags.h"
 #include "Runtime/Executor.h"
+#include "Runtime/ModifierFlags.h"
 #include "Storage/SecureWipe.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <ostream>
 #include <string_view>
 #include <vector>
@@ -31,39 +28,30 @@ inline bool sameUnits(const WipingVector<char16_t>& units, std::u16string_view e
 }
 
 // Records every event it posts, with the virtual time of posting, and never prints what the
-// events carry. The user's modifier keys, and failures to make sources and events, are
-// scripted.
+// events carry. The user's modifier keys and failures to make sources and events are scripted.
 class FakeKeyboardEvents final : public KeyboardEventPosting {
 public:
     struct Posted {
         bool keyDown = false;
         std::int32_t processIdentifier = 0;
-        std::uint64_t flags = 0;
+        // Until set, what the session's state would leak into the event.
+        std::uint64_t flags = modifier::option | 0x100;
         std::uint16_t virtualKey = 0;
         int source = 0;
         WipingVector<char16_t> units;
         MonotonicTime at;
-
-        friend void PrintTo(const Posted& event, std::ostream* out) {
-            *out << (event.keyDown ? "key-down" : "key-up") << " to " << event.processIdentifier
-                 << " with " << event.units.size() << " units";
-        }
     };
 
-    explicit FakeKeyboardEvents(const Executor& clock) : clock_(clock) {}
+    explicit FakeKeyboardEvents(const Executor& clock) : clock_(&clock) {}
 
-    // What an event carries until its flags are set: the session's state leaking in.
-    static constexpr std::uint64_t inheritedFlags = modifier::option | 0x100;
-
-    // The flags that the next `heldChecks` reads report, before `releasedFlags` from then on.
+    // The next `heldChecks` reads report Option held, later ones `releasedFlags`.
     int heldChecks = 0;
-    std::uint64_t heldFlags = modifier::option;
     std::uint64_t releasedFlags = 0;
     int modifierChecks = 0;
 
     bool failSourceCreation = false;
-    // Event creations, counted from 1, that give nothing.
-    std::vector<int> failingEventCreations;
+    // The event creation, counted from 1, that gives nothing.
+    int failingEventCreation = 0;
     int sourcesMade = 0;
     int eventsMade = 0;
 
@@ -71,6 +59,16 @@ public:
     // Runs after each post, to act between the events of an insertion.
     std::function<void(const Posted&)> afterPost;
 
+    // The number of units each key-down event carried, in order.
+    std::vector<std::size_t> chunkSizes() const {
+        std::vector<std::size_t> sizes;
+        for (const auto& event : posted) {
+            if (event.keyDown) {
+                sizes.push_back(event.units.size());
+            }
+        }
+        return sizes;
+    }
     // Every unit carried by the key-down events, in order.
     WipingVector<char16_t> typedUnits() const {
         WipingVector<char16_t> all;
@@ -83,7 +81,7 @@ public:
     }
 
     std::uint64_t currentModifierFlags() override {
-        return modifierChecks++ < heldChecks ? heldFlags : releasedFlags;
+        return modifierChecks++ < heldChecks ? modifier::option : releasedFlags;
     }
     std::optional<Source> makePrivateSource() override {
         if (failSourceCreation) {
@@ -93,27 +91,23 @@ public:
     }
     std::optional<Event> makeKeyEvent(const Source& source, std::uint16_t virtualKey,
                                       bool keyDown) override {
-        ++eventsMade;
-        if (std::find(failingEventCreations.begin(), failingEventCreations.end(), eventsMade) !=
-            failingEventCreations.end()) {
+        if (++eventsMade == failingEventCreation) {
             return std::nullopt;
         }
-        Posted event;
-        event.keyDown = keyDown;
-        event.virtualKey = virtualKey;
-        event.flags = inheritedFlags;
-        event.source = *static_cast<int*>(source.object.get());
-        return Event{std::make_shared<Posted>(std::move(event))};
+        auto event = std::make_shared<Posted>();
+        event->keyDown = keyDown;
+        event->virtualKey = virtualKey;
+        event->source = *static_cast<int*>(source.object.get());
+        return Event{std::move(event)};
     }
     void setFlags(Event& event, std::uint64_t flags) override { contents(event).flags = flags; }
     void setUnicodeString(Event& event, std::span<const char16_t> units) override {
         contents(event).units.assign(units.begin(), units.end());
     }
     void postToProcess(const Event& event, std::int32_t processIdentifier) override {
-        Posted record = contents(event);
-        record.processIdentifier = processIdentifier;
-        record.at = clock_.monotonicNow();
-        posted.push_back(std::move(record));
+        posted.push_back(contents(event));
+        posted.back().processIdentifier = processIdentifier;
+        posted.back().at = clock_->monotonicNow();
         if (afterPost) {
             afterPost(posted.back());
         }
@@ -124,7 +118,7 @@ private:
         return *static_cast<Posted*>(event.object.get());
     }
 
-    const Executor& clock_;
+    const Executor* clock_;
 };
 
 } // namespace kestrelle::test

@@ -5,20 +5,18 @@
 
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace kestrelle::test {
 
-// A general pasteboard in memory. Values are kept in wiping buffers and never printed; other
-// applications' copies are simulated with `copyFromElsewhere`.
+// A general pasteboard in memory. Values are kept in wiping buffers and never printed.
 class FakePasteboard final : public PasteboardService {
 public:
     void declareTypes(std::span<const std::string_view> types) override {
         ++changeCount_;
+        ++declarations;
         declaredTypes.assign(types.begin(), types.end());
         values.clear();
-        ++declarations;
     }
     void setString(std::string_view text, std::string_view type) override {
         values[std::string(type)].assign(text.begin(), text.end());
@@ -26,16 +24,13 @@ public:
     std::int64_t changeCount() override { return changeCount_; }
     void clearContents() override {
         ++changeCount_;
+        ++clears;
         declaredTypes.clear();
         values.clear();
-        ++clears;
     }
-
+    // Another application copies something.
     void copyFromElsewhere() {
-        ++changeCount_;
-        declaredTypes = {"public.utf8-plain-text"};
-        values.clear();
-        values["public.utf8-plain-text"].assign(3, 'x');
+        declareTypes(std::vector<std::string_view>{"public.utf8-plain-text"});
     }
 
     // Compares without printing: use as EXPECT_TRUE(holds(...)).
