@@ -24,10 +24,14 @@ std::size_t unwiped = 0;
 constexpr std::size_t header = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 
 bool contains(const unsigned char* block, std::size_t size, const Needle& needle) {
-    const auto* end = block + size;
-    for (const auto* at = block; at + needle.size <= end; ++at) {
+    if (size < needle.size) {
+        return false;
+    }
+    // The last place where the needle could start.
+    const auto* last = block + (size - needle.size);
+    for (const auto* at = block; at <= last; ++at) {
         at = static_cast<const unsigned char*>(
-            std::memchr(at, needle.bytes[0], static_cast<std::size_t>(end - at)));
+            std::memchr(at, needle.bytes[0], static_cast<std::size_t>(last - at) + 1));
         if (at == nullptr) {
             return false;
         }
