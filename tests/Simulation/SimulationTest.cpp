@@ -144,6 +144,8 @@ private:
         std::size_t typed = 0;
     };
 
+    // The generator's own output, not a library distribution, so that a seed replays the same
+    // with every standard library.
     std::uint64_t pick(std::uint64_t count) { return random_() % count; }
     Phase phase() { return app_->invocationCoordinator().phase(); }
     bool typingStarted() { return pick_ && pick_->typed > 0 && phase() == Phase::inserting; }
