@@ -3,6 +3,7 @@
 #include "Invocation/PasteboardService.h"
 #include "Storage/SecureWipe.h"
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -20,6 +21,9 @@ public:
     }
     void setString(std::string_view text, std::string_view type) override {
         values[std::string(type)].assign(text.begin(), text.end());
+        if (afterSetString) {
+            afterSetString(text);
+        }
     }
     std::int64_t changeCount() override { return changeCount_; }
     void clearContents() override {
@@ -44,6 +48,8 @@ public:
     std::map<std::string, WipingVector<char>> values;
     int declarations = 0;
     int clears = 0;
+    // Runs after each write, to check what is copied at the moment it is copied.
+    std::function<void(std::string_view)> afterSetString;
 
 private:
     std::int64_t changeCount_ = 100;
