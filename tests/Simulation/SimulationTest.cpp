@@ -18,10 +18,8 @@
 
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <map>
 #include <numeric>
 #include <random>
-#include <set>
 
 namespace kestrelle {
 namespace {
@@ -34,15 +32,6 @@ constexpr std::uint64_t defaultSeedCount = 300;
 constexpr int stepsPerSeed = 80;
 constexpr std::int32_t ownPid = 1;
 constexpr std::string_view promptBundle = "com.apple.CoreAuthUI";
-
-// Invariants the current code is known to break, each with a seed that shows it. Their
-// violations are noted, not failed; KnownDefectsStillShow fails once one is fixed, so that its
-// entry is removed here.
-const std::map<std::string_view, std::uint64_t, std::less<>> knownDefects = {
-    // Closing Settings while a chosen password is read from the Keychain invalidates the approval
-    // under the read, and the alert shows the Keychain's own status text.
-    {"a withdrawn approval surfaced as a raw Keychain failure", 373},
-};
 
 std::string_view text(const SecretBytes& bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -119,8 +108,6 @@ public:
         settle();
         return !failed_;
     }
-
-    const std::set<std::string_view>& knownViolations() const { return knownViolations_; }
 
 private:
     // An application the user can switch to, and the elements that can hold its focus.
@@ -224,7 +211,7 @@ private:
             for (const auto& app : apps_) {
                 const auto focused = app.node->focusedElement.lock();
                 if (front && front->processIdentifier == app.pid &&
-                    focused->role == "AXTextField") {
+                    focused->role == AccessibilityValue{std::string("AXTextField")}) {
                     capture_ = Capture{app.pid, std::size_t(&app - apps_.data()), focused};
                 }
             }
@@ -443,8 +430,8 @@ private:
             violate("typed after a cancellation or an application switch");
         } else if (!capture_ || event.processIdentifier != capture_->pid) {
             violate("typed into another process than the captured field's");
-        } else if (capture_->focusLeft || !capture_->field->focused.value_or(false) || !front ||
-                   front->processIdentifier != capture_->pid) {
+        } else if (capture_->focusLeft || capture_->field->focused != AccessibilityValue{true} ||
+                   !front || front->processIdentifier != capture_->pid) {
             violate("typed after the captured field lost the focus");
         } else if (const auto& password = *pick_->password;
                    pick_->typed + event.units.size() > password.size() ||
@@ -532,9 +519,7 @@ private:
     }
 
     void violate(const std::string& invariant) {
-        if (const auto known = knownDefects.find(invariant); known != knownDefects.end()) {
-            knownViolations_.insert(known->first);
-        } else if (!std::exchange(failed_, true)) {
+        if (!std::exchange(failed_, true)) {
             std::string steps;
             for (const auto& line : trace_) {
                 steps += "  " + line + "\n";
@@ -566,7 +551,6 @@ private:
     MonotonicTime start_;
     std::vector<std::string> trace_;
     bool failed_ = false;
-    std::set<std::string_view> knownViolations_;
     // The current invocation: what it captured and delivers, and what ended it for good.
     std::optional<Capture> capture_;
     std::optional<Pick> pick_;
@@ -594,17 +578,6 @@ TEST(SimulationTest, RandomRunsKeepEveryInvariant) {
         }
         ASSERT_EQ(watch.unwipedFrees(), 0U)
             << "a password freed without being wiped as seed " << seed << " shut down";
-    }
-}
-
-TEST(SimulationTest, KnownDefectsStillShow) {
-    for (const auto& [invariant, seed] : knownDefects) {
-        SCOPED_TRACE(std::string(invariant) + ", seed " + std::to_string(seed));
-        test::FreedMemoryWatch watch;
-        Simulation simulation(seed, watch);
-        EXPECT_TRUE(simulation.run());
-        EXPECT_TRUE(simulation.knownViolations().contains(invariant))
-            << "no longer shows: remove it from knownDefects";
     }
 }
 

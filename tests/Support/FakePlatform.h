@@ -59,7 +59,7 @@ struct FakePlatform {
     FakeAlerts alerts;
     FakeSessionInterruptions interruptions;
     FakeSettingsWindows windows;
-    int updateChecks = 0;
+    FakeSoftwareUpdater updater;
     int terminations = 0;
 
     AppCoordinator::Platform platform{
@@ -92,11 +92,8 @@ struct FakePlatform {
         .alerts = alerts,
         .interruptions = interruptions,
         .makeSettingsWindow =
-            [this](const SettingsWindowAppearance& appearance,
-                   SettingsWindowController::WindowEvents events) {
-                return windows.make(appearance, std::move(events));
-            },
-        .checkForUpdates = [this] { ++updateChecks; },
+            [this](SettingsWindowContent content) { return windows.make(std::move(content)); },
+        .updater = updater,
         .terminate = [this] { ++terminations; },
     };
 };
