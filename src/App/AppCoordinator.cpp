@@ -31,9 +31,14 @@ std::unique_ptr<EntryCatalogStoring> AppCoordinator::makeRepository(Platform& pl
 AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
     : platform_(platform), statusItemController_(platform.statusBar),
       hotkeyManager_(platform.hotKeys, platform.executor), settings_(platform.defaults),
-      permissions_(PermissionsManager::create({platform.trustProbe, platform.trustPrompt,
-                                               platform.systemWorkspace, platform.appActivations,
-                                               platform.timers, platform.bundle})),
+      permissions_(PermissionsManager::create({
+          .trustProbe = platform.trustProbe,
+          .trustPrompt = platform.trustPrompt,
+          .workspace = platform.systemWorkspace,
+          .activations = platform.appActivations,
+          .timers = platform.timers,
+          .bundle = platform.bundle,
+      })),
       loginItem_(LoginItemService::create(platform.loginItems, platform.appActivations)),
       repository_(makeRepository(platform)),
       secretStore_(platform.keychain, platform.keychainQueue,
@@ -43,13 +48,21 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
       injector_(platform.keyboard), clipboard_(platform.pasteboard, platform.executor) {
     auto& accessibility = platform.accessibility;
     auto& workspace = platform.workspace;
-    invocationCoordinator_ = InvocationCoordinator::create(
-        {platform.executor, securePasswords_, *repository_,
-         PasswordPicker::create(platform.makePickerPanel(), platform.executor), injector_,
-         clipboard_, workspace, platform.activations, platform.alerts,
-         [&accessibility, &workspace]() -> std::shared_ptr<CapturedInsertionTarget> {
-             return AccessibilityInsertionTarget::capture(accessibility, workspace);
-         }});
+    invocationCoordinator_ = InvocationCoordinator::create({
+        .executor = platform.executor,
+        .securePasswords = securePasswords_,
+        .repository = *repository_,
+        .picker = PasswordPicker::create(platform.makePickerPanel(), platform.executor),
+        .injector = injector_,
+        .clipboard = clipboard_,
+        .workspace = workspace,
+        .activations = platform.activations,
+        .alerts = platform.alerts,
+        .captureTarget = [&accessibility,
+                          &workspace]() -> std::shared_ptr<CapturedInsertionTarget> {
+            return AccessibilityInsertionTarget::capture(accessibility, workspace);
+        },
+    });
     // A change to entries never races an open picker, and voids every earlier approval.
     std::weak_ptr<InvocationCoordinator> invocations = invocationCoordinator_;
     passwordSettings_ =
@@ -58,9 +71,15 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
                 coordinator->cancelAll();
             }
         });
-    settingsModel_ = SettingsViewModel::create({platform.executor, settings_, *permissions_,
-                                                *loginItem_, *passwordSettings_, *securePasswords_,
-                                                securePasswords_->availability()});
+    settingsModel_ = SettingsViewModel::create({
+        .executor = platform.executor,
+        .settings = settings_,
+        .permissions = *permissions_,
+        .loginItem = *loginItem_,
+        .passwords = *passwordSettings_,
+        .securePasswords = *securePasswords_,
+        .biometricAvailability = securePasswords_->availability(),
+    });
     recorderModel_ = std::make_shared<HotkeyRecorderModel>(settings_);
 }
 

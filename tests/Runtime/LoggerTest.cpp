@@ -7,6 +7,12 @@
 namespace kestrelle {
 namespace {
 
+// Only literals and text marked public may be logged: text decoded from a secret is a string.
+static_assert(!LogArgument<std::string> && !LogArgument<std::string_view> &&
+              !LogArgument<const char*> && !LogArgument<std::u16string>);
+static_assert(LogArgument<char[5]> && LogArgument<PublicText> && LogArgument<Uuid> &&
+              LogArgument<bool>);
+
 TEST(LoggerTest, WritesIdentifiersNumbersAndPublicTextIntoItsCategorysMessage) {
     test::LogCapture capture;
     auto id = *Uuid::parse("E621E1F8-C36C-495A-93FC-0C247A3E6E5F");
