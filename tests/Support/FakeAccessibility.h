@@ -10,16 +10,13 @@
 
 namespace kestrelle::test {
 
-// One element of a fake application's user interface. A monostate attribute is one the element
-// does not report; a name in `failingAttributes` makes every read of that attribute fail.
+// One element of a fake application's user interface; a monostate attribute is one the element
+// does not report, as after a failed read.
 struct FakeAccessibilityNode {
-    AccessibilityValue role;
-    AccessibilityValue enabled;
-    AccessibilityValue focused;
+    AccessibilityValue role, enabled, focused;
     std::vector<std::shared_ptr<FakeAccessibilityNode>> children;
     std::weak_ptr<FakeAccessibilityNode> focusedElement;
     std::optional<std::int32_t> processIdentifier;
-    std::vector<std::string_view> failingAttributes;
     // Reads of any attribute, to tell which parts of a tree a search visited, and the bound set.
     mutable int reads = 0;
     mutable std::optional<std::chrono::milliseconds> timeout;
@@ -32,9 +29,7 @@ class FakeAccessibility final : public AccessibilityService {
 public:
     static FakeNode node(std::optional<std::string> role, std::vector<FakeNode> children = {}) {
         auto made = std::make_shared<FakeAccessibilityNode>();
-        if (role) {
-            made->role = std::move(*role);
-        }
+        made->role = role ? AccessibilityValue(std::move(*role)) : AccessibilityValue();
         made->children = std::move(children);
         return made;
     }
@@ -54,9 +49,7 @@ public:
         auto application = node("AXApplication", std::move(children));
         const auto assign = [pid](const FakeNode& root, const auto& self) -> void {
             root->processIdentifier = pid;
-            for (const auto& child : root->children) {
-                self(child, self);
-            }
+            std::ranges::for_each(root->children, [&](const auto& child) { self(child, self); });
         };
         assign(application, assign);
         return applications_[pid] = application;
@@ -78,6 +71,7 @@ public:
             }
         }
     }
+    std::size_t observerCount() const { return observers_.size(); }
 
     bool trusted = true;
     AccessibilityStatus observerCreationStatus = 0;
@@ -85,8 +79,6 @@ public:
     AccessibilityStatus addNotificationStatus = 0;
     // Reads of an element that no timeout bounds.
     int unboundedReads = 0;
-
-    std::size_t observerCount() const { return observers_.size(); }
 
     bool isProcessTrusted() override { return trusted; }
     AccessibilityElement applicationElement(std::int32_t pid) override {
@@ -98,28 +90,25 @@ public:
     }
     AccessibilityValue attribute(const AccessibilityElement& element,
                                  std::string_view attribute) override {
-        const auto* node = readable(element, attribute);
-        return !node                                     ? AccessibilityValue{}
-               : attribute == accessibilityName::role    ? node->role
+        const auto* node = read(element);
+        return attribute == accessibilityName::role      ? node->role
                : attribute == accessibilityName::enabled ? node->enabled
                : attribute == accessibilityName::focused ? node->focused
                                                          : AccessibilityValue{};
     }
     std::optional<AccessibilityElement> copyElement(const AccessibilityElement& element,
                                                     std::string_view attribute) override {
-        const auto* node = readable(element, attribute);
-        const auto focused = node && attribute == accessibilityName::focusedElement
-                                 ? node->focusedElement.lock()
-                                 : nullptr;
-        return focused ? std::optional(handle(focused)) : std::nullopt;
+        const auto focused = read(element)->focusedElement.lock();
+        return focused && attribute == accessibilityName::focusedElement
+                   ? std::optional(handle(focused))
+                   : std::nullopt;
     }
     std::vector<AccessibilityElement> copyElements(const AccessibilityElement& element,
                                                    std::string_view attribute) override {
-        const auto* node = readable(element, attribute);
-        if (!node || attribute != accessibilityName::children) {
-            return {};
-        }
-        return {node->children.begin(), node->children.end()};
+        const auto& children = read(element)->children;
+        return attribute == accessibilityName::children
+                   ? std::vector<AccessibilityElement>(children.begin(), children.end())
+                   : std::vector<AccessibilityElement>{};
     }
     bool isSameElement(const AccessibilityElement& a, const AccessibilityElement& b) override {
         return a.object() == b.object();
@@ -161,12 +150,11 @@ private:
     static const FakeAccessibilityNode* nodeOf(const AccessibilityElement& element) {
         return static_cast<const FakeAccessibilityNode*>(element.object());
     }
-    const FakeAccessibilityNode* readable(const AccessibilityElement& element,
-                                          std::string_view attribute) {
+    const FakeAccessibilityNode* read(const AccessibilityElement& element) {
         const auto* node = nodeOf(element);
         ++node->reads;
         unboundedReads += node->timeout ? 0 : 1;
-        return std::ranges::count(node->failingAttributes, attribute) > 0 ? nullptr : node;
+        return node;
     }
 
     std::map<std::int32_t, FakeNode> applications_;

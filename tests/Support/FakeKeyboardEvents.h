@@ -37,7 +37,6 @@ public:
         // Until set, what the session's state would leak into the event.
         std::uint64_t flags = modifier::option | 0x100;
         std::uint16_t virtualKey = 0;
-        int source = 0;
         WipingVector<char16_t> units;
         MonotonicTime at;
     };
@@ -48,18 +47,15 @@ public:
     int heldChecks = 0;
     std::uint64_t releasedFlags = 0;
     int modifierChecks = 0;
-
     bool failSourceCreation = false;
     // The event creation, counted from 1, that gives nothing.
     int failingEventCreation = 0;
-    int sourcesMade = 0;
     int eventsMade = 0;
-
     std::vector<Posted> posted;
     // Runs after each post, to act between the events of an insertion.
     std::function<void(const Posted&)> afterPost;
 
-    // The number of units each key-down event carried, in order.
+    // The number of units each key-down event carried, in order, and all those units.
     std::vector<std::size_t> chunkSizes() const {
         std::vector<std::size_t> sizes;
         for (const auto& event : posted) {
@@ -69,7 +65,6 @@ public:
         }
         return sizes;
     }
-    // Every unit carried by the key-down events, in order.
     WipingVector<char16_t> typedUnits() const {
         WipingVector<char16_t> all;
         for (const auto& event : posted) {
@@ -84,12 +79,9 @@ public:
         return modifierChecks++ < heldChecks ? modifier::option : releasedFlags;
     }
     std::optional<Source> makePrivateSource() override {
-        if (failSourceCreation) {
-            return std::nullopt;
-        }
-        return Source{std::make_shared<int>(++sourcesMade)};
+        return failSourceCreation ? std::nullopt : std::optional(Source{std::make_shared<int>()});
     }
-    std::optional<Event> makeKeyEvent(const Source& source, std::uint16_t virtualKey,
+    std::optional<Event> makeKeyEvent(const Source&, std::uint16_t virtualKey,
                                       bool keyDown) override {
         if (++eventsMade == failingEventCreation) {
             return std::nullopt;
@@ -97,7 +89,6 @@ public:
         auto event = std::make_shared<Posted>();
         event->keyDown = keyDown;
         event->virtualKey = virtualKey;
-        event->source = *static_cast<int*>(source.object.get());
         return Event{std::move(event)};
     }
     void setFlags(Event& event, std::uint64_t flags) override { contents(event).flags = flags; }
