@@ -7,7 +7,6 @@
 #include <deque>
 #include <map>
 #include <ostream>
-#include <string_view>
 #include <vector>
 
 namespace kestrelle {
@@ -16,7 +15,6 @@ namespace kestrelle {
 inline void PrintTo(const SecretBytes& bytes, std::ostream* out) {
     *out << "<" << bytes.size() << " secret bytes>";
 }
-
 inline void PrintTo(const SecretStoreError& error, std::ostream* out) {
     *out << error.description();
 }
@@ -90,8 +88,8 @@ public:
     }
 
     std::optional<std::string> statusMessage(KeychainStatus status) override {
-        const auto found = statusMessages.find(status);
-        return found == statusMessages.end() ? std::nullopt : std::optional(found->second);
+        return statusMessages.contains(status) ? std::optional(statusMessages[status])
+                                               : std::nullopt;
     }
     std::shared_ptr<AuthenticationContext> makeAuthenticationContext() override {
         return madeContexts.emplace_back(std::make_shared<FakeAuthenticationContext>());
