@@ -11,13 +11,11 @@ namespace {
 
 using Presentation = PasswordFieldPresentation;
 using Mode = EntryEditorRequest::Mode;
-constexpr Presentation presentations[] = {Presentation::newSecret, Presentation::savedSecret,
-                                          Presentation::missingSecret,
-                                          Presentation::replacementRequired};
 
-std::shared_ptr<EntryEditorModel> editorFor(test::ManualExecutor& executor, Mode mode,
+std::shared_ptr<EntryEditorModel> editorFor(test::ManualExecutor& executor,
                                             Presentation presentation) {
-    return EntryEditorModel::create({Uuid::random(), mode, "Mail", presentation}, executor, {}, {});
+    return EntryEditorModel::create({Uuid::random(), Mode::edit(false), "Mail", presentation},
+                                    executor, {}, {});
 }
 
 TEST(EntryEditorModelTest, AnUnknownPasswordOpensAsSavedSoThatAnEmptyFieldOnlyRenames) {
@@ -29,9 +27,10 @@ TEST(EntryEditorModelTest, AnUnknownPasswordOpensAsSavedSoThatAnEmptyFieldOnlyRe
 TEST(EntryEditorModelTest, TheAccessibilityValueTellsFieldsApartButRevealsNothingTyped) {
     test::ManualExecutor executor;
     std::set<std::string> emptyValues, typedValues;
-    for (const auto presentation : presentations) {
-        SCOPED_TRACE(static_cast<int>(presentation));
-        const auto editor = editorFor(executor, Mode::edit(false), presentation);
+    for (const auto presentation :
+         {Presentation::newSecret, Presentation::savedSecret, Presentation::missingSecret,
+          Presentation::replacementRequired}) {
+        const auto editor = editorFor(executor, presentation);
         emptyValues.emplace(editor->passwordAccessibilityValue());
         for (std::string_view typed : {"x", "a much longer password 😀"}) {
             editor->setPassword(typed);
@@ -67,7 +66,7 @@ TEST(EntryEditorModelTest, TheFirstFailingCheckIsShownAndSaveWaitsForValidInput)
     for (std::size_t index = 0; index < std::size(cases); ++index) {
         SCOPED_TRACE(index);
         const auto& [presentation, label, password, message] = cases[index];
-        const auto editor = editorFor(executor, Mode::edit(false), presentation);
+        const auto editor = editorFor(executor, presentation);
         editor->setLabel(label);
         editor->setPassword(password);
         const auto footer = editor->footerMessage();
