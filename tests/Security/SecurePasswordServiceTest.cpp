@@ -23,7 +23,6 @@ const std::string ok = "ok";
 const std::string cancelled = Error::cancelled().description();
 const std::string invalidSession = Error::invalidSession().description();
 const std::string expired = Error::expired().description();
-const std::runtime_error catalogWriteError("The catalog could not be written.");
 
 // How a probed task ended: "ok", "running", or what it threw.
 template <class T>
@@ -51,7 +50,6 @@ protected:
         settle();
         EXPECT_FALSE(service.isGateHeld());
     }
-
     // Runs the executor and, unless held, the Keychain calls, until nothing is left.
     void settle() {
         do {
@@ -81,7 +79,6 @@ protected:
         }
         settle();
     }
-
     void storeItem(std::string_view password) {
         keychain.items[{store.service(), entry.toString()}] = {secretBytes(password), {}};
     }
@@ -93,6 +90,44 @@ protected:
                    : password && test::sameBytes(found->second.value, *password);
     }
     std::size_t prompts() const { return factory.made.size(); }
+    // Spends `authorization` on the Keychain change `operation`, storing "new"; its commit
+    // throws `commitFailure` when one is given. A deletion has no commit.
+    Task<void> change(const Operation& operation, SettingsAuthorization authorization,
+                      std::exception_ptr commitFailure = nullptr) {
+        const auto id = *operation.entryID();
+        const SecurePasswordService::MetadataCommit commit = [this, commitFailure] {
+            return runCommit(commitFailure);
+        };
+        switch (operation.kind()) {
+        case Operation::Kind::addSecret:
+            return service.addSecret(secretBytes("new"), id, authorization, commit);
+        case Operation::Kind::replaceSecret:
+            return service.replaceSecret(secretBytes("new"), id, authorization, commit);
+        default:
+            return service.deleteSecret(id, authorization);
+        }
+    }
+    std::string change(const Operation& operation, std::exception_ptr commitFailure = nullptr) {
+        return run(change(operation, authorize(operation), commitFailure));
+    }
+    Task<void> runCommit(std::exception_ptr failure) {
+        ++commits;
+        EXPECT_TRUE(service.isGateHeld());
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+        co_return;
+    }
+    // Stores the item that `operation` starts from, "old" unless it adds one.
+    std::optional<std::string_view> prepare(const Operation& operation) {
+        keychain.items.clear();
+        commits = 0;
+        if (operation.kind() == Operation::Kind::addSecret) {
+            return std::nullopt;
+        }
+        storeItem("old");
+        return "old";
+    }
 
     test::ManualExecutor executor;
     test::FakeBiometricContextFactory factory;
@@ -102,6 +137,11 @@ protected:
     SecretStore store{keychain, queue};
     SecurePasswordService service{factory, store, executor};
     const Uuid entry = Uuid::random();
+    // A repair stores like an add, over whatever is left.
+    const std::vector<Operation> keychainChanges{Operation::addSecret(entry),
+                                                 Operation::replaceSecret(entry),
+                                                 Operation::deleteSecret(entry)};
+    int commits = 0;
 };
 
 TEST_F(SecurePasswordServiceTest, AnApprovalIsReusedInsideTheWindowOnly) {
@@ -203,6 +243,7 @@ TEST_F(SecurePasswordServiceTest, UnusableBiometricsFailBeforeAnyPrompt) {
     EXPECT_TRUE(factory.last().reasons.empty());
     EXPECT_TRUE(factory.last().invalidated);
     EXPECT_EQ(service.availability(), BiometricAvailability::notEnrolled());
+    EXPECT_TRUE(factory.last().invalidated) << "the availability check's context too";
 }
 
 // However an invocation is cancelled, while it waits for the gate (behind a settings prompt, or
@@ -270,78 +311,48 @@ TEST_F(SecurePasswordServiceTest, ACancelledInvocationEndsCancelledWhereverItWai
         all ? service.cancelAll() : service.forgetReusableCredential();
         approvePromptIfUp();
         EXPECT_EQ(outcome(settings), cancelled);
+        EXPECT_TRUE(factory.last().invalidated);
         EXPECT_EQ(service.liveRecordCount(), 0U);
     }
 }
 
-class SettingsTransactionTest : public SecurePasswordServiceTest {
-protected:
-    // Spends `authorization` on the Keychain change `operation`, storing "new"; its commit
-    // throws `commitFailure` when one is given. A deletion has no commit.
-    Task<void> change(const Operation& operation, SettingsAuthorization authorization,
-                      std::exception_ptr commitFailure = nullptr) {
-        const auto id = *operation.entryID();
-        const SecurePasswordService::MetadataCommit commit = [this, commitFailure] {
-            return runCommit(commitFailure);
-        };
-        switch (operation.kind()) {
-        case Operation::Kind::addSecret:
-            return service.addSecret(secretBytes("new"), id, authorization, commit);
-        case Operation::Kind::replaceSecret:
-            return service.replaceSecret(secretBytes("new"), id, authorization, commit);
-        case Operation::Kind::repairSecret:
-            return service.repairSecret(secretBytes("new"), id, authorization, commit);
-        default:
-            return service.deleteSecret(id, authorization);
-        }
-    }
-    std::string change(const Operation& operation, std::exception_ptr commitFailure = nullptr) {
-        return run(change(operation, authorize(operation), commitFailure));
-    }
-    Task<void> runCommit(std::exception_ptr failure) {
-        ++commits;
-        EXPECT_TRUE(service.isGateHeld());
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
-        co_return;
-    }
-    // Stores the item that `operation` starts from, "old" unless it adds or repairs one.
-    std::optional<std::string_view> prepare(const Operation& operation) {
-        keychain.items.clear();
-        commits = 0;
-        if (operation.kind() == Operation::Kind::addSecret ||
-            operation.kind() == Operation::Kind::repairSecret) {
-            return std::nullopt;
-        }
-        storeItem("old");
-        return "old";
-    }
-
-    const std::vector<Operation> keychainChanges{
-        Operation::addSecret(entry), Operation::replaceSecret(entry),
-        Operation::repairSecret(entry), Operation::deleteSecret(entry)};
-    int commits = 0;
-};
-
-// Each change does its Keychain step, then commits under the gate. A commit that fails, also by
-// being cancelled, undoes the step with the approval that is still valid, and its error passes
-// through. A deletion has nothing to commit or undo.
-TEST_F(SettingsTransactionTest, EachChangeCommitsOrUndoesItsKeychainStep) {
-    const std::pair<std::exception_ptr, std::string> commitEndings[] = {
-        {nullptr, ok},
-        {std::make_exception_ptr(catalogWriteError), catalogWriteError.what()},
-        {std::make_exception_ptr(CancelledError()), CancelledError().what()}};
+// Each change does its Keychain step, then commits under the gate. When the commit fails, also
+// by being cancelled, or when the approval, alone or with everything, is cancelled during the
+// Keychain step, the step is undone with the approval's context, valid until the spend ends, and
+// the change refused. A deletion has nothing to commit and nothing to go back to: it stands.
+TEST_F(SecurePasswordServiceTest, EachChangeCommitsOrUndoesItsKeychainStep) {
+    const std::runtime_error writeError("The catalog could not be written.");
+    const struct {
+        std::exception_ptr commitFailure;
+        void (*cancelDuringStep)(SecurePasswordService&, SettingsAuthorization);
+        std::string outcome;
+    } endings[] = {
+        {nullptr, nullptr, ok},
+        {std::make_exception_ptr(writeError), nullptr, writeError.what()},
+        {std::make_exception_ptr(CancelledError()), nullptr, CancelledError().what()},
+        {nullptr, [](auto& s, auto a) { s.cancelSettingsAuthorization(a); }, invalidSession},
+        {nullptr, [](auto& s, auto) { s.cancelAll(); }, invalidSession}};
     for (const auto& operation : keychainChanges) {
-        for (const auto& [failure, ending] : commitEndings) {
+        for (const auto& ending : endings) {
             SCOPED_TRACE(testing::Message()
-                         << "kind " << static_cast<int>(operation.kind()) << ", " << ending);
+                         << "kind " << static_cast<int>(operation.kind()) << ", " << ending.outcome
+                         << ", " << (ending.cancelDuringStep != nullptr));
             const bool deletion = operation.kind() == Operation::Kind::deleteSecret;
             const auto before = prepare(operation);
-            EXPECT_EQ(change(operation, failure), deletion ? ok : ending);
-            const auto changed = deletion ? std::nullopt : std::optional("new");
-            EXPECT_TRUE(itemIs(failure && !deletion ? before : changed));
-            EXPECT_EQ(commits, deletion ? 0 : 1);
+            const auto authorization = authorize(operation);
+            holdKeychain = ending.cancelDuringStep != nullptr;
+            auto probe = start(change(operation, authorization, ending.commitFailure));
+            if (ending.cancelDuringStep) {
+                ending.cancelDuringStep(service, authorization);
+            }
+            holdKeychain = false;
+            settle();
+            EXPECT_EQ(outcome(probe), deletion ? ok : ending.outcome);
+            const bool committed = ending.outcome == ok;
+            EXPECT_TRUE(itemIs(deletion    ? std::nullopt
+                               : committed ? std::optional("new")
+                                           : before));
+            EXPECT_EQ(commits, !deletion && !ending.cancelDuringStep ? 1 : 0);
             EXPECT_EQ(service.liveRecordCount(), 0U);
             EXPECT_TRUE(factory.last().invalidated);
         }
@@ -350,7 +361,7 @@ TEST_F(SettingsTransactionTest, EachChangeCommitsOrUndoesItsKeychainStep) {
     storeItem("old");
     EXPECT_EQ(change(Operation::addSecret(entry)), SecretStoreError::duplicateItem().description());
     EXPECT_TRUE(itemIs("old"));
-    prepare(Operation::repairSecret(entry));
+    prepare(Operation::addSecret(entry));
     EXPECT_EQ(change(Operation::replaceSecret(entry)),
               SecretStoreError::itemNotFound().description());
     EXPECT_TRUE(itemIs(std::nullopt));
@@ -360,53 +371,15 @@ TEST_F(SettingsTransactionTest, EachChangeCommitsOrUndoesItsKeychainStep) {
     keychain.statusMessages[-25291] = "No keychain is available.";
     keychain.script({});           // the create succeeds
     keychain.scriptStatus(-25291); // the delete that should undo it fails
-    const auto error =
-        change(Operation::addSecret(entry), std::make_exception_ptr(catalogWriteError));
-    EXPECT_NE(error.find(catalogWriteError.what()), std::string::npos);
+    const auto error = change(Operation::addSecret(entry), std::make_exception_ptr(writeError));
+    EXPECT_NE(error.find(writeError.what()), std::string::npos);
     EXPECT_NE(
         error.find(SecretStoreError::keychain(-25291, "No keychain is available.").description()),
         std::string::npos);
 }
 
-// Cancelling the approval, or everything, while a Keychain step runs: the step is undone and
-// the change refused, except a deletion, which has nothing to go back to and stands.
-TEST_F(SettingsTransactionTest, ACancellationDuringAKeychainStepUndoesItOrLetsADeletionStand) {
-    for (bool all : {false, true}) {
-        for (const auto& operation : keychainChanges) {
-            for (int callsBefore = 0;; ++callsBefore) {
-                SCOPED_TRACE(testing::Message()
-                             << "all: " << all << ", kind: " << static_cast<int>(operation.kind())
-                             << ", after Keychain calls: " << callsBefore);
-                const auto before = prepare(operation);
-                const auto authorization = authorize(operation);
-                holdKeychain = true;
-                auto probe = start(change(operation, authorization));
-                for (int call = 0; call < callsBefore; ++call) {
-                    queue.runAll();
-                    executor.runUntilIdle();
-                }
-                holdKeychain = false;
-                if (probe.finished()) {
-                    break; // no Keychain step left to cancel during
-                }
-                if (all) {
-                    service.cancelAll();
-                } else {
-                    service.cancelSettingsAuthorization(authorization);
-                }
-                settle();
-                const bool deletion = operation.kind() == Operation::Kind::deleteSecret;
-                EXPECT_EQ(outcome(probe), deletion ? ok : invalidSession);
-                EXPECT_TRUE(itemIs(deletion ? std::nullopt : before));
-                EXPECT_EQ(commits, 0);
-                EXPECT_EQ(service.liveRecordCount(), 0U);
-            }
-        }
-    }
-}
-
 // A settings approval also ends reuse and every invocation's; existence checks need none.
-TEST_F(SettingsTransactionTest, AnApprovalServesExactlyItsOperationOnce) {
+TEST_F(SecurePasswordServiceTest, AnApprovalServesExactlyItsOperationOnce) {
     const auto session = begin();
     storeItem("old");
     auto authorization = authorize(Operation::replaceSecret(entry));

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <set>
+#include <tuple>
 
 namespace kestrelle {
 namespace {
@@ -47,14 +48,8 @@ TEST(EntryEditorModelTest, TheFirstFailingCheckIsShownAndSaveWaitsForValidInput)
     const auto blankLabel = PasswordValidationError::blankLabel().description();
     const auto emptyPassword = PasswordValidationError::emptyPassword().description();
     const auto controlCharacter = PasswordValidationError::controlCharacter().description();
-    struct Case {
-        Presentation presentation;
-        const char* label;
-        const char* password;
-        std::optional<std::string> message;
-    };
     // An empty field keeps a saved password, or with a missing one changes only the label.
-    const Case cases[] = {
+    const std::tuple<Presentation, const char*, const char*, std::optional<std::string>> cases[] = {
         {Presentation::newSecret, " ", "a\tb", blankLabel},
         {Presentation::newSecret, "Mail", "", emptyPassword},
         {Presentation::savedSecret, "Mail", "a\tb", controlCharacter},
