@@ -137,10 +137,6 @@ protected:
     SecretStore store{keychain, queue};
     SecurePasswordService service{factory, store, executor};
     const Uuid entry = Uuid::random();
-    // A repair stores like an add, over whatever is left.
-    const std::vector<Operation> keychainChanges{Operation::addSecret(entry),
-                                                 Operation::replaceSecret(entry),
-                                                 Operation::deleteSecret(entry)};
     int commits = 0;
 };
 
@@ -332,7 +328,9 @@ TEST_F(SecurePasswordServiceTest, EachChangeCommitsOrUndoesItsKeychainStep) {
         {std::make_exception_ptr(CancelledError()), nullptr, CancelledError().what()},
         {nullptr, [](auto& s, auto a) { s.cancelSettingsAuthorization(a); }, invalidSession},
         {nullptr, [](auto& s, auto) { s.cancelAll(); }, invalidSession}};
-    for (const auto& operation : keychainChanges) {
+    // A repair stores like an add, over whatever is left.
+    for (const auto& operation : {Operation::addSecret(entry), Operation::replaceSecret(entry),
+                                  Operation::deleteSecret(entry)}) {
         for (const auto& ending : endings) {
             SCOPED_TRACE(testing::Message()
                          << "kind " << static_cast<int>(operation.kind()) << ", " << ending.outcome
