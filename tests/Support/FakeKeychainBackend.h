@@ -7,6 +7,7 @@
 #include <deque>
 #include <map>
 #include <ostream>
+#include <string_view>
 #include <vector>
 
 namespace kestrelle {
@@ -15,6 +16,7 @@ namespace kestrelle {
 inline void PrintTo(const SecretBytes& bytes, std::ostream* out) {
     *out << "<" << bytes.size() << " secret bytes>";
 }
+
 inline void PrintTo(const SecretStoreError& error, std::ostream* out) {
     *out << error.description();
 }
@@ -88,8 +90,8 @@ public:
     }
 
     std::optional<std::string> statusMessage(KeychainStatus status) override {
-        return statusMessages.contains(status) ? std::optional(statusMessages[status])
-                                               : std::nullopt;
+        const auto found = statusMessages.find(status);
+        return found == statusMessages.end() ? std::nullopt : std::optional(found->second);
     }
     std::shared_ptr<AuthenticationContext> makeAuthenticationContext() override {
         return madeContexts.emplace_back(std::make_shared<FakeAuthenticationContext>());
