@@ -4,7 +4,6 @@
 #include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -41,18 +40,13 @@ TEST(ExclusiveOperationGateTest, WaitersOwnTheGateOneAtATimeInArrivalOrder) {
     EXPECT_FALSE(gate.isHeld());
 }
 
-TEST(ExclusiveOperationGateTest, TheGuardReleasesOnErrorsCancellationAndTeardown) {
+TEST(ExclusiveOperationGateTest, TheGuardReleasesOnCancellationAndTeardown) {
     ExclusiveOperationGate gate;
     Events events;
     {
         test::ManualExecutor executor;
-        test::TaskProbe<void> failing(executor, [](ExclusiveOperationGate& gate) -> Task<void> {
-            auto guard = co_await gate.acquire();
-            throw std::runtime_error("keychain failed");
-        }(gate));
         test::TaskProbe<void> cancelled(executor, protectedWork(gate, events, "cancelled", 1h));
         executor.runUntilIdle();
-        EXPECT_TRUE(failing.threw<std::runtime_error>());
         cancelled.cancel();
         executor.runUntilIdle();
         EXPECT_TRUE(cancelled.threw<CancelledError>());

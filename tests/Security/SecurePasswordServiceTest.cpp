@@ -23,21 +23,18 @@ const std::string ok = "ok";
 const std::string cancelled = Error::cancelled().description();
 const std::string invalidSession = Error::invalidSession().description();
 const std::string expired = Error::expired().description();
-const std::runtime_error catalogWriteError("The catalog could not be written.");
 
 // How a probed task ended: "ok", "running", or what it threw.
 template <class T>
 std::string outcome(const TaskProbe<T>& probe) {
-    if (!probe.error()) {
-        return probe.finished() ? ok : "running";
-    }
     try {
-        std::rethrow_exception(probe.error());
-    } catch (const KestrelleError& error) {
-        return error.description();
-    } catch (const std::exception& other) {
-        return other.what();
+        if (probe.error()) {
+            std::rethrow_exception(probe.error());
+        }
+    } catch (const std::exception& error) {
+        return error.what();
     }
+    return probe.finished() ? ok : "running";
 }
 
 template <class T>
@@ -53,7 +50,6 @@ protected:
         settle();
         EXPECT_FALSE(service.isGateHeld());
     }
-
     // Runs the executor and, unless held, the Keychain calls, until nothing is left.
     void settle() {
         do {
@@ -70,16 +66,12 @@ protected:
     std::string run(Task<T> task) {
         return outcome(start(std::move(task)));
     }
-    template <class T>
-    T value(Task<T> task) {
-        return start(std::move(task)).value();
-    }
-    InvocationSession begin() { return value(service.beginInvocation(Uuid::random())); }
+    InvocationSession begin() { return start(service.beginInvocation(Uuid::random())).value(); }
     Task<ConsumedPassword> consume(const InvocationSession& session) {
         return service.consumeSelectedEntry(session, entry, PasswordAction::type);
     }
     SettingsAuthorization authorize(Operation operation) {
-        return value(service.authorizeSettings(operation));
+        return start(service.authorizeSettings(operation)).value();
     }
     void approvePromptIfUp() {
         if (factory.last().isPromptUp()) {
@@ -87,7 +79,6 @@ protected:
         }
         settle();
     }
-
     void storeItem(std::string_view password) {
         keychain.items[{store.service(), entry.toString()}] = {secretBytes(password), {}};
     }
@@ -99,6 +90,44 @@ protected:
                    : password && test::sameBytes(found->second.value, *password);
     }
     std::size_t prompts() const { return factory.made.size(); }
+    // Spends `authorization` on the Keychain change `operation`, storing "new"; its commit
+    // throws `commitFailure` when one is given. A deletion has no commit.
+    Task<void> change(const Operation& operation, SettingsAuthorization authorization,
+                      std::exception_ptr commitFailure = nullptr) {
+        const auto id = *operation.entryID();
+        const SecurePasswordService::MetadataCommit commit = [this, commitFailure] {
+            return runCommit(commitFailure);
+        };
+        switch (operation.kind()) {
+        case Operation::Kind::addSecret:
+            return service.addSecret(secretBytes("new"), id, authorization, commit);
+        case Operation::Kind::replaceSecret:
+            return service.replaceSecret(secretBytes("new"), id, authorization, commit);
+        default:
+            return service.deleteSecret(id, authorization);
+        }
+    }
+    std::string change(const Operation& operation, std::exception_ptr commitFailure = nullptr) {
+        return run(change(operation, authorize(operation), commitFailure));
+    }
+    Task<void> runCommit(std::exception_ptr failure) {
+        ++commits;
+        EXPECT_TRUE(service.isGateHeld());
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+        co_return;
+    }
+    // Stores the item that `operation` starts from, "old" unless it adds one.
+    std::optional<std::string_view> prepare(const Operation& operation) {
+        keychain.items.clear();
+        commits = 0;
+        if (operation.kind() == Operation::Kind::addSecret) {
+            return std::nullopt;
+        }
+        storeItem("old");
+        return "old";
+    }
 
     test::ManualExecutor executor;
     test::FakeBiometricContextFactory factory;
@@ -108,18 +137,18 @@ protected:
     SecretStore store{keychain, queue};
     SecurePasswordService service{factory, store, executor};
     const Uuid entry = Uuid::random();
+    int commits = 0;
 };
 
 TEST_F(SecurePasswordServiceTest, AnApprovalIsReusedInsideTheWindowOnly) {
     storeItem("hunter2");
     const auto first = begin();
-    EXPECT_EQ(factory.last().reasons, std::vector<std::string>{"Choose a saved password to type."});
     EXPECT_EQ(first.expiresAt, executor.now() + 30s);
     executor.advance(10s);
     const auto reused = begin();
     EXPECT_EQ(prompts(), 1U);
     EXPECT_EQ(reused.expiresAt, first.expiresAt) << "not past the reuse window";
-    const auto password = value(consume(reused));
+    const auto password = start(consume(reused)).value();
     EXPECT_TRUE(password.secret->withUnsafeBytes(
         [](auto bytes) { return test::sameBytes(bytes, "hunter2"); }));
 
@@ -147,11 +176,13 @@ TEST_F(SecurePasswordServiceTest, ASessionIsSpendableOnceAndOnlyWhileYoung) {
     EXPECT_EQ(run(consume(session)), ok);
     EXPECT_EQ(run(consume(session)), invalidSession);
 
-    // The expiry timer drops an unspent record after 30 seconds.
+    // An unspent record is dropped after 30 seconds, even inside a longer reuse window.
+    service.setBiometricReuseWindow(300s);
     session = begin();
     executor.advance(31s);
     EXPECT_EQ(service.liveRecordCount(), 0U);
     EXPECT_EQ(run(consume(session)), invalidSession);
+    service.setBiometricReuseWindow(30s);
 
     // Measured on the wall clock: a clock moved forward, or back, expires the approval.
     for (auto shift : {31s, -1s}) {
@@ -208,169 +239,127 @@ TEST_F(SecurePasswordServiceTest, UnusableBiometricsFailBeforeAnyPrompt) {
     EXPECT_TRUE(factory.last().reasons.empty());
     EXPECT_TRUE(factory.last().invalidated);
     EXPECT_EQ(service.availability(), BiometricAvailability::notEnrolled());
+    EXPECT_TRUE(factory.last().invalidated) << "the availability check's context too";
 }
 
-TEST_F(SecurePasswordServiceTest, ACancellationWhileThePromptIsUpEndsItCancelledEvenIfApproved) {
+// However an invocation is cancelled, while it waits for the gate (behind a settings prompt, or
+// behind another invocation's prompt whose approval it would reuse) or while its own prompt is
+// up, even approved with the reply on its way, it ends cancelled, prompts no more and takes over
+// no approval. A screen lock cancels every prompt, but leaves it up for the user.
+TEST_F(SecurePasswordServiceTest, ACancelledInvocationEndsCancelledWhereverItWaits) {
     factory.outcome = test::FakePromptOutcome::hold;
-    struct Row {
-        const char* name;
-        void (*cancel)(SecurePasswordService&, Uuid invocationID);
-        bool dismissesThePrompt; // a screen lock leaves it to the user
-    };
-    const Row rows[] = {
-        {"cancelInvocation", [](auto& s, Uuid id) { s.cancelInvocation(id); }, true},
-        {"cancelAll", [](auto& s, Uuid) { s.cancelAll(); }, true},
-        {"forgetReusableCredential", [](auto& s, Uuid) { s.forgetReusableCredential(); }, false},
-    };
-    for (const auto& row : rows) {
-        for (bool approvedFirst : {false, true}) {
-            SCOPED_TRACE(testing::Message() << row.name << ", approved first: " << approvedFirst);
+    enum class Phase { behindSettings, behindInvocation, prompting, approved };
+    enum class Cancel { none, invocation, task, all, screenLock };
+    for (auto phase :
+         {Phase::behindSettings, Phase::behindInvocation, Phase::prompting, Phase::approved}) {
+        for (auto how :
+             {Cancel::none, Cancel::invocation, Cancel::task, Cancel::all, Cancel::screenLock}) {
+            const bool behind = phase == Phase::behindSettings || phase == Phase::behindInvocation;
+            if (how == Cancel::task && !behind) {
+                continue; // a prompt that is up ends through `cancelInvocation`
+            }
+            SCOPED_TRACE(testing::Message() << "phase " << static_cast<int>(phase) << ", cancel "
+                                            << static_cast<int>(how));
+            factory.made.clear();
+            std::optional<TaskProbe<void>> ahead;
+            if (behind) {
+                ahead.emplace(
+                    start(phase == Phase::behindSettings
+                              ? discard(service.authorizeSettings(Operation::catalogMutation()))
+                              : discard(service.beginInvocation(Uuid::random()))));
+            }
             const auto invocation = Uuid::random();
             auto probe = start(service.beginInvocation(invocation));
-            if (approvedFirst) {
-                factory.last().approvePrompt(); // the reply is on its way
-            }
-            row.cancel(service, invocation);
-            EXPECT_EQ(factory.last().isPromptUp(), !approvedFirst && !row.dismissesThePrompt);
-            approvePromptIfUp();
-            EXPECT_EQ(outcome(probe), cancelled);
-            EXPECT_TRUE(factory.last().invalidated);
-            EXPECT_FALSE(service.hasReusableCredential());
-            EXPECT_EQ(service.liveRecordCount(), 0U);
-        }
-    }
-
-    // A settings prompt likewise, for everything cancelled and for a screen lock.
-    auto settings = start(service.authorizeSettings(Operation::catalogMutation()));
-    EXPECT_EQ(factory.last().reasons,
-              std::vector<std::string>{"Authorize this password settings change."});
-    service.cancelAll();
-    settle();
-    EXPECT_EQ(outcome(settings), cancelled);
-    settings = start(service.authorizeSettings(Operation::catalogMutation()));
-    service.forgetReusableCredential();
-    approvePromptIfUp();
-    EXPECT_EQ(outcome(settings), cancelled);
-    EXPECT_EQ(service.liveRecordCount(), 0U);
-}
-
-// An invocation waits for the gate behind a settings prompt, or behind another invocation's
-// prompt whose approval it would reuse. Cancelled meanwhile, it has no record yet; it must
-// then neither prompt nor take over the approval ahead of it.
-TEST_F(SecurePasswordServiceTest,
-       AnInvocationCancelledWhileWaitingForTheGateNeitherPromptsNorReuses) {
-    factory.outcome = test::FakePromptOutcome::hold;
-    enum class Cancel { none, invocation, task, all };
-    for (bool behindSettings : {true, false}) {
-        for (auto how : {Cancel::none, Cancel::invocation, Cancel::task, Cancel::all}) {
-            SCOPED_TRACE(testing::Message() << "behind settings: " << behindSettings
-                                            << ", cancel: " << static_cast<int>(how));
-            factory.made.clear();
-            auto ahead = start(
-                behindSettings ? discard(service.authorizeSettings(Operation::catalogMutation()))
-                               : discard(service.beginInvocation(Uuid::random())));
-            const auto waiter = Uuid::random();
-            auto waiting = start(service.beginInvocation(waiter));
             ASSERT_EQ(prompts(), 1U) << "one prompt at a time";
+            if (phase == Phase::approved) {
+                factory.last().approvePrompt();
+            }
             if (how == Cancel::invocation) {
-                service.cancelInvocation(waiter);
+                service.cancelInvocation(invocation);
             } else if (how == Cancel::task) {
-                waiting.cancel();
+                probe.cancel();
             } else if (how == Cancel::all) {
                 service.cancelAll();
+            } else if (how == Cancel::screenLock) {
+                service.forgetReusableCredential();
             }
+            EXPECT_EQ(factory.last().isPromptUp(), phase != Phase::approved && how != Cancel::all &&
+                                                       (behind || how != Cancel::invocation));
             approvePromptIfUp();
             approvePromptIfUp(); // the waiter's own, if it may prompt
-            const bool waiterLives = how == Cancel::none;
-            EXPECT_EQ(outcome(waiting), waiterLives ? ok : cancelled);
-            EXPECT_EQ(prompts(), waiterLives && behindSettings ? 2U : 1U);
-            EXPECT_EQ(outcome(ahead), how == Cancel::all ? cancelled : ok);
-            EXPECT_EQ(service.liveRecordCount(), how == Cancel::all ? 0U : 1U)
+            const bool endsAhead = how == Cancel::all || how == Cancel::screenLock;
+            EXPECT_EQ(outcome(probe), how == Cancel::none ? ok : cancelled);
+            EXPECT_EQ(prompts(), how == Cancel::none && phase == Phase::behindSettings ? 2U : 1U);
+            if (ahead) {
+                EXPECT_EQ(outcome(*ahead), endsAhead ? cancelled : ok);
+            } else {
+                EXPECT_EQ(factory.last().invalidated, how != Cancel::none);
+                EXPECT_EQ(service.hasReusableCredential(), how == Cancel::none);
+            }
+            EXPECT_EQ(service.liveRecordCount(), how == Cancel::none || (behind && !endsAhead))
                 << "the approval ahead is still the one to spend, unless the waiter replaced it";
             service.cancelAll();
         }
     }
+    // A settings prompt ends cancelled too, when everything is cancelled or the screen locks.
+    for (bool all : {true, false}) {
+        auto settings = start(service.authorizeSettings(Operation::catalogMutation()));
+        all ? service.cancelAll() : service.forgetReusableCredential();
+        approvePromptIfUp();
+        EXPECT_EQ(outcome(settings), cancelled);
+        EXPECT_TRUE(factory.last().invalidated);
+        EXPECT_EQ(service.liveRecordCount(), 0U);
+    }
 }
 
-class SettingsTransactionTest : public SecurePasswordServiceTest {
-protected:
-    // A commit that throws `failure` when one is given.
-    SecurePasswordService::MetadataCommit commit(std::exception_ptr failure = nullptr) {
-        return [this, failure]() -> Task<void> { return runCommit(failure); };
-    }
-    Task<void> runCommit(std::exception_ptr failure) {
-        ++commits;
-        EXPECT_TRUE(service.isGateHeld());
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
-        co_return;
-    }
-    // Spends `authorization` on the Keychain change `operation`, with the new value "new".
-    Task<void> change(const Operation& operation, SettingsAuthorization authorization,
-                      SecurePasswordService::MetadataCommit commitMetadata) {
-        switch (operation.kind()) {
-        case Operation::Kind::addSecret:
-            return service.addSecret(secretBytes("new"), entry, authorization, commitMetadata);
-        case Operation::Kind::replaceSecret:
-            return service.replaceSecret(secretBytes("new"), entry, authorization, commitMetadata);
-        case Operation::Kind::repairSecret:
-            return service.repairSecret(secretBytes("new"), entry, authorization, commitMetadata);
-        default:
-            return service.deleteSecret(entry, authorization);
-        }
-    }
-    std::string change(const Operation& operation, std::exception_ptr commitFailure = nullptr) {
-        return run(change(operation, authorize(operation), commit(commitFailure)));
-    }
-    // Stores the item that `operation` starts from, and returns its value.
-    std::optional<std::string_view> prepare(const Operation& operation) {
-        keychain.items.clear();
-        commits = 0;
-        if (operation.kind() != Operation::Kind::replaceSecret && !isDeletion(operation)) {
-            return std::nullopt;
-        }
-        storeItem("old");
-        return "old";
-    }
-    static bool isDeletion(const Operation& operation) {
-        return operation.kind() == Operation::Kind::deleteSecret;
-    }
-    std::vector<Operation> keychainChanges() const {
-        return {Operation::addSecret(entry), Operation::replaceSecret(entry),
-                Operation::repairSecret(entry), Operation::deleteSecret(entry)};
-    }
-
-    int commits = 0;
-};
-
-// Each change does its Keychain step, then commits under the gate. A commit that fails, also by
-// being cancelled, undoes the step with the approval that is still valid, and its error passes
-// through. A deletion has no commit.
-TEST_F(SettingsTransactionTest, EachChangeCommitsOrUndoesItsKeychainStep) {
-    const std::pair<std::exception_ptr, std::string> commitEndings[] = {
-        {nullptr, ok},
-        {std::make_exception_ptr(catalogWriteError), catalogWriteError.what()},
-        {std::make_exception_ptr(CancelledError()), CancelledError().what()}};
-    for (const auto& operation : keychainChanges()) {
-        for (const auto& [failure, ending] : commitEndings) {
+// Each change does its Keychain step, then commits under the gate. When the commit fails, also
+// by being cancelled, or when the approval, alone or with everything, is cancelled during the
+// Keychain step, the step is undone with the approval's context, valid until the spend ends, and
+// the change refused. A deletion has nothing to commit and nothing to go back to: it stands.
+TEST_F(SecurePasswordServiceTest, EachChangeCommitsOrUndoesItsKeychainStep) {
+    const std::runtime_error writeError("The catalog could not be written.");
+    const struct {
+        std::exception_ptr commitFailure;
+        void (*cancelDuringStep)(SecurePasswordService&, SettingsAuthorization);
+        std::string outcome;
+    } endings[] = {
+        {nullptr, nullptr, ok},
+        {std::make_exception_ptr(writeError), nullptr, writeError.what()},
+        {std::make_exception_ptr(CancelledError()), nullptr, CancelledError().what()},
+        {nullptr, [](auto& s, auto a) { s.cancelSettingsAuthorization(a); }, invalidSession},
+        {nullptr, [](auto& s, auto) { s.cancelAll(); }, invalidSession}};
+    // A repair stores like an add, over whatever is left.
+    for (const auto& operation : {Operation::addSecret(entry), Operation::replaceSecret(entry),
+                                  Operation::deleteSecret(entry)}) {
+        for (const auto& ending : endings) {
             SCOPED_TRACE(testing::Message()
-                         << "kind " << static_cast<int>(operation.kind()) << ", " << ending);
-            const bool deletion = isDeletion(operation);
+                         << "kind " << static_cast<int>(operation.kind()) << ", " << ending.outcome
+                         << ", " << (ending.cancelDuringStep != nullptr));
+            const bool deletion = operation.kind() == Operation::Kind::deleteSecret;
             const auto before = prepare(operation);
-            EXPECT_EQ(change(operation, failure), deletion ? ok : ending);
-            const auto changed = deletion ? std::nullopt : std::optional("new");
-            EXPECT_TRUE(itemIs(failure && !deletion ? before : changed));
-            EXPECT_EQ(commits, deletion ? 0 : 1);
+            const auto authorization = authorize(operation);
+            holdKeychain = ending.cancelDuringStep != nullptr;
+            auto probe = start(change(operation, authorization, ending.commitFailure));
+            if (ending.cancelDuringStep) {
+                ending.cancelDuringStep(service, authorization);
+            }
+            holdKeychain = false;
+            settle();
+            EXPECT_EQ(outcome(probe), deletion ? ok : ending.outcome);
+            const bool committed = ending.outcome == ok;
+            EXPECT_TRUE(itemIs(deletion    ? std::nullopt
+                               : committed ? std::optional("new")
+                                           : before));
+            EXPECT_EQ(commits, !deletion && !ending.cancelDuringStep ? 1 : 0);
             EXPECT_EQ(service.liveRecordCount(), 0U);
             EXPECT_TRUE(factory.last().invalidated);
         }
     }
+    // An add never stores over an item it finds, and a replacement needs one.
+    storeItem("old");
+    EXPECT_EQ(change(Operation::addSecret(entry)), SecretStoreError::duplicateItem().description());
+    EXPECT_TRUE(itemIs("old"));
     prepare(Operation::addSecret(entry));
-    EXPECT_EQ(change(Operation::addSecret(entry)), ok);
-    EXPECT_TRUE(keychain.items.begin()->second.accessControl.has_value());
-    // Replacing a missing item changes nothing.
-    prepare(Operation::repairSecret(entry));
     EXPECT_EQ(change(Operation::replaceSecret(entry)),
               SecretStoreError::itemNotFound().description());
     EXPECT_TRUE(itemIs(std::nullopt));
@@ -380,55 +369,21 @@ TEST_F(SettingsTransactionTest, EachChangeCommitsOrUndoesItsKeychainStep) {
     keychain.statusMessages[-25291] = "No keychain is available.";
     keychain.script({});           // the create succeeds
     keychain.scriptStatus(-25291); // the delete that should undo it fails
-    const auto error =
-        change(Operation::addSecret(entry), std::make_exception_ptr(catalogWriteError));
-    EXPECT_NE(error.find(catalogWriteError.what()), std::string::npos);
+    const auto error = change(Operation::addSecret(entry), std::make_exception_ptr(writeError));
+    EXPECT_NE(error.find(writeError.what()), std::string::npos);
     EXPECT_NE(
         error.find(SecretStoreError::keychain(-25291, "No keychain is available.").description()),
         std::string::npos);
 }
 
-// Cancelling the approval, or everything, while a Keychain step runs: the step is undone and
-// the change refused, except a deletion, which has nothing to go back to and stands.
-TEST_F(SettingsTransactionTest, ACancellationDuringAKeychainStepUndoesItOrLetsADeletionStand) {
-    for (bool all : {false, true}) {
-        for (const auto& operation : keychainChanges()) {
-            for (int callsBefore = 0;; ++callsBefore) {
-                SCOPED_TRACE(testing::Message()
-                             << "all: " << all << ", kind: " << static_cast<int>(operation.kind())
-                             << ", after Keychain calls: " << callsBefore);
-                const auto before = prepare(operation);
-                const auto authorization = authorize(operation);
-                holdKeychain = true;
-                auto probe = start(change(operation, authorization, commit()));
-                for (int call = 0; call < callsBefore; ++call) {
-                    queue.runAll();
-                    executor.runUntilIdle();
-                }
-                holdKeychain = false;
-                if (probe.finished()) {
-                    break; // no Keychain step left to cancel during
-                }
-                if (all) {
-                    service.cancelAll();
-                } else {
-                    service.cancelSettingsAuthorization(authorization);
-                }
-                settle();
-                EXPECT_EQ(outcome(probe), isDeletion(operation) ? ok : invalidSession);
-                EXPECT_TRUE(itemIs(isDeletion(operation) ? std::nullopt : before));
-                EXPECT_EQ(commits, 0);
-                EXPECT_EQ(service.liveRecordCount(), 0U);
-            }
-        }
-    }
-}
-
-TEST_F(SettingsTransactionTest, AnApprovalServesExactlyItsOperationOnce) {
+// A settings approval also ends reuse and every invocation's; existence checks need none.
+TEST_F(SecurePasswordServiceTest, AnApprovalServesExactlyItsOperationOnce) {
+    const auto session = begin();
     storeItem("old");
     auto authorization = authorize(Operation::replaceSecret(entry));
-    EXPECT_EQ(run(service.replaceSecret(secretBytes("x"), Uuid::random(), authorization, commit())),
-              invalidSession);
+    EXPECT_FALSE(service.hasReusableCredential());
+    EXPECT_EQ(run(consume(session)), invalidSession);
+    EXPECT_EQ(run(change(Operation::replaceSecret(Uuid::random()), authorization)), invalidSession);
     EXPECT_EQ(service.liveRecordCount(), 0U) << "an approval offered for another change is dropped";
 
     authorization = authorize(Operation::deleteSecret(entry));
@@ -441,20 +396,12 @@ TEST_F(SettingsTransactionTest, AnApprovalServesExactlyItsOperationOnce) {
     authorization = authorize(Operation::catalogMutation());
     service.cancelSettingsAuthorization(authorization);
     EXPECT_EQ(run(service.consumeCatalogMutationAuthorization(authorization)), invalidSession);
-}
 
-TEST_F(SettingsTransactionTest, ASettingsAuthorizationEndsReuseAndDropsInvocations) {
-    const auto session = begin();
-    authorize(Operation::catalogMutation());
-    EXPECT_FALSE(service.hasReusableCredential());
-    EXPECT_EQ(run(consume(session)), invalidSession);
-    begin();
-    EXPECT_EQ(prompts(), 3U);
-    // Existence checks need no approval and never prompt.
+    const auto promptsBefore = prompts();
+    EXPECT_FALSE(start(service.containsSecret(entry)).value());
     storeItem("x");
-    EXPECT_TRUE(value(service.containsSecret(entry)));
-    EXPECT_FALSE(value(service.containsSecret(Uuid::random())));
-    EXPECT_EQ(prompts(), 3U);
+    EXPECT_TRUE(start(service.containsSecret(entry)).value());
+    EXPECT_EQ(prompts(), promptsBefore);
 }
 
 } // namespace

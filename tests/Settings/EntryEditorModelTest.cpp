@@ -5,19 +5,18 @@
 
 #include <gtest/gtest.h>
 #include <set>
+#include <tuple>
 
 namespace kestrelle {
 namespace {
 
 using Presentation = PasswordFieldPresentation;
 using Mode = EntryEditorRequest::Mode;
-constexpr Presentation presentations[] = {Presentation::newSecret, Presentation::savedSecret,
-                                          Presentation::missingSecret,
-                                          Presentation::replacementRequired};
 
-std::shared_ptr<EntryEditorModel> editorFor(test::ManualExecutor& executor, Mode mode,
+std::shared_ptr<EntryEditorModel> editorFor(test::ManualExecutor& executor,
                                             Presentation presentation) {
-    return EntryEditorModel::create({Uuid::random(), mode, "Mail", presentation}, executor, {}, {});
+    return EntryEditorModel::create({Uuid::random(), Mode::edit(false), "Mail", presentation},
+                                    executor, {}, {});
 }
 
 TEST(EntryEditorModelTest, AnUnknownPasswordOpensAsSavedSoThatAnEmptyFieldOnlyRenames) {
@@ -29,9 +28,10 @@ TEST(EntryEditorModelTest, AnUnknownPasswordOpensAsSavedSoThatAnEmptyFieldOnlyRe
 TEST(EntryEditorModelTest, TheAccessibilityValueTellsFieldsApartButRevealsNothingTyped) {
     test::ManualExecutor executor;
     std::set<std::string> emptyValues, typedValues;
-    for (const auto presentation : presentations) {
-        SCOPED_TRACE(static_cast<int>(presentation));
-        const auto editor = editorFor(executor, Mode::edit(false), presentation);
+    for (const auto presentation :
+         {Presentation::newSecret, Presentation::savedSecret, Presentation::missingSecret,
+          Presentation::replacementRequired}) {
+        const auto editor = editorFor(executor, presentation);
         emptyValues.emplace(editor->passwordAccessibilityValue());
         for (std::string_view typed : {"x", "a much longer password 😀"}) {
             editor->setPassword(typed);
@@ -48,14 +48,8 @@ TEST(EntryEditorModelTest, TheFirstFailingCheckIsShownAndSaveWaitsForValidInput)
     const auto blankLabel = PasswordValidationError::blankLabel().description();
     const auto emptyPassword = PasswordValidationError::emptyPassword().description();
     const auto controlCharacter = PasswordValidationError::controlCharacter().description();
-    struct Case {
-        Presentation presentation;
-        const char* label;
-        const char* password;
-        std::optional<std::string> message;
-    };
     // An empty field keeps a saved password, or with a missing one changes only the label.
-    const Case cases[] = {
+    const std::tuple<Presentation, const char*, const char*, std::optional<std::string>> cases[] = {
         {Presentation::newSecret, " ", "a\tb", blankLabel},
         {Presentation::newSecret, "Mail", "", emptyPassword},
         {Presentation::savedSecret, "Mail", "a\tb", controlCharacter},
@@ -67,7 +61,7 @@ TEST(EntryEditorModelTest, TheFirstFailingCheckIsShownAndSaveWaitsForValidInput)
     for (std::size_t index = 0; index < std::size(cases); ++index) {
         SCOPED_TRACE(index);
         const auto& [presentation, label, password, message] = cases[index];
-        const auto editor = editorFor(executor, Mode::edit(false), presentation);
+        const auto editor = editorFor(executor, presentation);
         editor->setLabel(label);
         editor->setPassword(password);
         const auto footer = editor->footerMessage();

@@ -29,8 +29,8 @@ template <class Call>
 std::string errorOf(Call&& call) {
     try {
         call();
-    } catch (const KestrelleError& error) {
-        return error.description();
+    } catch (const std::exception& error) {
+        return error.what();
     }
     return "no error";
 }
@@ -63,23 +63,20 @@ TEST(PasswordValidationTest, LabelsAreTrimmedAndPasswordsKeptAsTyped) {
     }
     EXPECT_EQ(errorOf([] { PasswordSettingsService::validatedPasswordData(""); }), emptyPassword);
 
-    // Passwords stay out of the failure output: cases are named by their index.
-    const std::string_view accepted[] = {" pä 😀 ", "a\u00A0b", "\u05D0\u0628\u4E2D", "x"};
-    for (std::size_t index = 0; index < std::size(accepted); ++index) {
+    // Passwords stay out of the failure output: cases are named by their index. Besides line
+    // breaks and a format character, bytes that are not UTF-8 are refused: a stray byte, an
+    // overlong form, a surrogate and a cut sequence. The Unicode data decides the rest.
+    const std::pair<std::string_view, bool> cases[] = {
+        {" pä 😀 ", true},        {"a\u00A0b", true},   {"\u05D0\u0628\u4E2D", true},
+        {"a\nb", false},         {"a\u2029", false},   {"\uFEFFab", false},
+        {"a\xFF", false},        {"a\xC0\xAF", false}, {"a\xED\xA0\x80", false},
+        {"a\xF0\x9F\x98", false}};
+    for (std::size_t index = 0; index < std::size(cases); ++index) {
         SCOPED_TRACE(index);
-        EXPECT_TRUE(sameBytes(PasswordSettingsService::validatedPasswordData(accepted[index]),
-                              accepted[index]));
-    }
-    // Line breaks, control and format characters (zero-width space, byte-order mark, soft
-    // hyphen), then bytes that are not UTF-8: a stray byte, an overlong form, a surrogate and a
-    // cut sequence.
-    const std::string_view refused[] = {"a\tb",     "a\nb",      "ab\r",          {"a\0b", 3},
-                                        "a\x7F",    "a\u0085",   "a\u2028",       "a\u2029",
-                                        "a\u200Bb", "\uFEFFab",  "a\u00ADb",      "a\U000E0041",
-                                        "a\xFF",    "a\xC0\xAF", "a\xED\xA0\x80", "a\xF0\x9F\x98"};
-    for (std::size_t index = 0; index < std::size(refused); ++index) {
-        SCOPED_TRACE(index);
-        EXPECT_TRUE(isRefused(refused[index]));
+        const auto [password, accepted] = cases[index];
+        EXPECT_EQ(isRefused(password), !accepted);
+        EXPECT_TRUE(!accepted ||
+                    sameBytes(PasswordSettingsService::validatedPasswordData(password), password));
     }
 }
 
@@ -100,20 +97,11 @@ TEST(PasswordValidationTest, ControlAndFormatCharactersFollowTheUnicodeData) {
     for (char32_t lineBreak : {0x0A, 0x0B, 0x0C, 0x0D, 0x85, 0x2028, 0x2029}) {
         expected[lineBreak] = true;
     }
-    char32_t rangeStart = 0;
+    // Fields: code point; name; general category. No Cc or Cf scalar is listed as a range.
     for (std::string line; std::getline(data, line);) {
-        const auto nameAt = line.find(';') + 1;
-        const auto categoryAt = line.find(';', nameAt) + 1;
-        const auto scalar = static_cast<char32_t>(std::stoul(line, nullptr, 16));
-        const std::string_view name(line.data() + nameAt, categoryAt - 1 - nameAt);
-        const std::string_view category(line.data() + categoryAt, 2);
-        if (name.ends_with(", First>")) {
-            rangeStart = scalar;
-            continue;
-        }
-        const auto first = name.ends_with(", Last>") ? rangeStart : scalar;
-        for (char32_t each = first; each <= scalar; ++each) {
-            expected[each] = expected[each] || category == "Cc" || category == "Cf";
+        const auto category = line.substr(line.find(';', line.find(';') + 1) + 1, 2);
+        if (category == "Cc" || category == "Cf") {
+            expected[std::stoul(line, nullptr, 16)] = true;
         }
     }
     // Those expected to pass go in one password, and only when it is refused one by one.
@@ -189,53 +177,31 @@ TEST_F(PasswordSettingsServiceTest, BadInputNeverPromptsNorReachesTheKeychain) {
     EXPECT_EQ(writer->attempts, 0);
 }
 
+// The catalog write gets three attempts; after the third failure the Keychain step is undone.
 TEST_F(PasswordSettingsServiceTest, AddEndsTheInvocationThenPromptsAndStoresBothHalves) {
     test::LogCapture log;
     run(service.add("  Mail  ", " s3cret "));
-    const auto entries = run(repository.load()).orderedEntries;
-    ASSERT_EQ(entries.size(), 1U);
-    EXPECT_EQ(entries[0].label, "Mail");
-    EXPECT_TRUE(itemHolds(entries[0].id(), " s3cret "));
+    const auto mail = run(repository.load()).orderedEntries.at(0);
+    EXPECT_EQ(mail.label, "Mail");
+    EXPECT_TRUE(itemHolds(mail.id(), " s3cret "));
     EXPECT_EQ(promptsWhenInvocationsCancelled, std::vector<std::size_t>{0});
-    EXPECT_EQ(factory.last().reasons.size(), 1U);
+    EXPECT_EQ(factory.made.size(), 1U);
     // Authentication started, succeeded, committed: each line names the entry, none the password.
-    const auto lines = log.messages();
-    EXPECT_EQ(lines.size(), 3U);
-    for (const auto& line : lines) {
+    EXPECT_FALSE(log.messages().empty());
+    for (const auto& line : log.messages()) {
         SCOPED_TRACE(line);
-        EXPECT_TRUE(line.ends_with(entries[0].id().toString()));
+        EXPECT_TRUE(line.ends_with(mail.id().toString()));
         EXPECT_EQ(line.find("s3cret"), std::string::npos);
     }
-}
 
-TEST_F(PasswordSettingsServiceTest, ACatalogWriteGetsThreeAttemptsBeforeTheKeychainIsUndone) {
     writer->failures = 2;
-    run(service.add("Mail", "one"));
-    EXPECT_EQ(writer->attempts, 3);
-    EXPECT_EQ(labelsOnDisk(), Labels{"Mail"});
-    ASSERT_EQ(keychain.items.size(), 1U);
-
+    run(service.add("Bank", "two"));
+    EXPECT_EQ(writer->attempts, 4);
     writer->failures = 3;
-    EXPECT_EQ(failure(service.add("Bank", "two")), writeError);
-    EXPECT_EQ(keychain.items.size(), 1U) << "the new item is deleted again";
-
-    const auto mail = run(repository.load()).orderedEntries[0].id();
-    writer->failures = 3;
-    EXPECT_EQ(failure(service.edit(mail, "Work", "new", false)), writeError);
-    EXPECT_TRUE(itemHolds(mail, "one"));
-    EXPECT_EQ(run(service.snapshot()).entries.at(0).label, "Mail");
-
-    // When the undo fails too, both failures are reported.
-    keychain.statusMessages[-25291] = "No keychain is available.";
-    keychain.script({});           // the create
-    keychain.scriptStatus(-25291); // its undo
-    writer->failures = 3;
-    test::TaskProbe<void> add(executor, service.add("Bank", "two"));
-    executor.runUntilIdle();
-    ASSERT_TRUE(add.threw<SettingsTransactionError>());
-    const auto message = errorOf([&] { std::rethrow_exception(add.error()); });
-    EXPECT_NE(message.find(writeError), std::string::npos);
-    EXPECT_TRUE(message.ends_with("No keychain is available."));
+    EXPECT_EQ(failure(service.add("Home", "three")), writeError);
+    EXPECT_EQ(keychain.items.size(), 2U) << "the new item is deleted again";
+    EXPECT_EQ(labelsOnDisk(), (Labels{"Mail", "Bank"}));
+    EXPECT_EQ(run(service.snapshot()).entries.size(), 2U);
 }
 
 TEST_F(PasswordSettingsServiceTest, SnapshotStatesNeverPromptAndMissingStaysMissing) {
@@ -248,7 +214,6 @@ TEST_F(PasswordSettingsServiceTest, SnapshotStatesNeverPromptAndMissingStaysMiss
               (PasswordSettingsSnapshot{{{unknown, "A", State::unknown},
                                          {available, "B", State::available},
                                          {missing, "C", State::missing}}}));
-
     // An unknown state is asked again; a missing one stays until a change repairs it.
     storeItem(missing, "z");
     const auto again = run(service.snapshot()).entries;

@@ -12,22 +12,20 @@ TEST(PasswordsPaneTest, RowsKeepTheirOrderAndEnableWhatCanBeDone) {
     const PasswordSettingsSnapshot snapshot{{{Uuid::random(), "A", EntrySecretState::available},
                                              {Uuid::random(), "B", EntrySecretState::missing},
                                              {Uuid::random(), "C", EntrySecretState::unknown}}};
-    const auto pane = PasswordsPanePresentation::make(snapshot, touchID, "Failed.", false);
-    ASSERT_EQ(pane.rows.size(), 3U);
-    for (std::size_t index = 0; index < 3; ++index) {
-        SCOPED_TRACE(index);
-        const auto& row = pane.rows[index];
-        EXPECT_EQ(row.entry, snapshot.entries[index]);
-        EXPECT_EQ(row.canMoveUp, index != 0);
-        EXPECT_EQ(row.canMoveDown, index != 2);
-        EXPECT_TRUE(row.canEdit && row.canDelete);
-    }
-    EXPECT_NE(pane.rows[0].badge, pane.rows[1].badge);
-    EXPECT_EQ(pane.error->text, "Failed.");
-    EXPECT_EQ(pane.error->tone, SettingsTone::critical);
-
-    for (const auto& row : PasswordsPanePresentation::make(snapshot, touchID, {}, true).rows) {
-        EXPECT_FALSE(row.canMoveUp || row.canMoveDown || row.canEdit || row.canDelete);
+    for (bool busy : {false, true}) {
+        const auto pane = PasswordsPanePresentation::make(snapshot, touchID, "Failed.", busy);
+        ASSERT_EQ(pane.rows.size(), 3U);
+        for (std::size_t index = 0; index < 3; ++index) {
+            SCOPED_TRACE(testing::Message() << "busy: " << busy << ", row " << index);
+            const auto& row = pane.rows[index];
+            EXPECT_EQ(row.entry, snapshot.entries[index]);
+            EXPECT_EQ(row.canMoveUp, !busy && index != 0);
+            EXPECT_EQ(row.canMoveDown, !busy && index != 2);
+            EXPECT_EQ(row.canEdit, !busy);
+            EXPECT_EQ(row.canDelete, !busy);
+        }
+        EXPECT_NE(pane.rows[0].badge, pane.rows[1].badge);
+        EXPECT_EQ(pane.error->text, "Failed.");
     }
     const auto empty = PasswordsPanePresentation::make({}, touchID, std::nullopt, false);
     EXPECT_TRUE(empty.showsEmptyState());

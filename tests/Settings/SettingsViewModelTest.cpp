@@ -18,7 +18,6 @@ namespace {
 using Labels = std::vector<std::string>;
 using Results = std::vector<EntryEditorSaveResult>;
 using System = LoginItemSystemService;
-using Tone = SettingsTone;
 using Outcome = test::FakePromptOutcome;
 const std::string cancelled = BiometricAuthenticationError::cancelled().description();
 
@@ -37,20 +36,32 @@ protected:
         EXPECT_FALSE(securePasswords.isGateHeld());
     }
 
-    std::shared_ptr<SettingsViewModel> makeModel() {
-        return SettingsViewModel::create({executor, settings, *permissions, *loginItem, passwords,
-                                          securePasswords, securePasswords.availability()});
-    }
     void refreshed() {
         model->refresh();
         executor.runUntilIdle();
     }
     // With `Outcome::hold`, leaves the delete waiting for Touch ID.
-    void deleteMail(Outcome outcome = Outcome::approve) {
+    void deleteFirst(Outcome outcome = Outcome::approve) {
         factory.outcome = outcome;
         model->requestDelete(row(0));
         model->confirmDelete();
         executor.runUntilIdle();
+    }
+    // Opens the editor on row `index`, or for a new entry "Home", and submits `password`; with
+    // `Outcome::hold`, the save waits for Touch ID.
+    std::shared_ptr<EntryEditorModel> save(std::string_view password,
+                                           std::optional<std::size_t> index = std::nullopt,
+                                           Outcome outcome = Outcome::approve) {
+        factory.outcome = outcome;
+        index ? model->beginEdit(row(*index)) : model->beginAdd();
+        const auto editor = model->editorModel();
+        if (!index) {
+            editor->setLabel("Home");
+        }
+        editor->setPassword(password);
+        editor->submit();
+        executor.runUntilIdle();
+        return editor;
     }
     Labels labels() const {
         Labels labels;
@@ -61,14 +72,6 @@ protected:
     }
     const SettingsEntry& row(std::size_t index) const {
         return model->snapshot().entries.at(index);
-    }
-    // Availability checks make contexts too, but never prompt.
-    std::size_t promptCount() const {
-        std::size_t count = 0;
-        for (const auto& context : factory.made) {
-            count += context->reasons.size();
-        }
-        return count;
     }
     static Task<void> noInvocation() { co_return; }
 
@@ -96,48 +99,43 @@ protected:
     const Uuid mail = Uuid::random();
     const Uuid bank = Uuid::random();
     Results results;
-    std::shared_ptr<SettingsViewModel> model = makeModel();
+    std::shared_ptr<SettingsViewModel> model =
+        SettingsViewModel::create({executor, settings, *permissions, *loginItem, passwords,
+                                   securePasswords, securePasswords.availability()});
 };
 
-TEST_F(SettingsViewModelTest, AFailedLoadKeepsTheListAndShowsItsCauseUntilALoadSucceeds) {
+// A change whose catalog write failed is reported, and the list reloaded. A reload that fails
+// keeps the list and shows its cause until a load succeeds. The next change clears a report.
+TEST_F(SettingsViewModelTest, FailedWritesAreReportedUntilALoadOrAChangeSucceeds) {
     std::vector<bool> loading;
     auto subscription = model->subscribeIsLoading([&](bool value) { loading.push_back(value); });
+    writer->failures = 3;
+    deleteFirst();
+    EXPECT_EQ(model->errorMessage(),
+              PasswordSettingsError::metadataReconciliationPending(writeError).description());
+    EXPECT_EQ(labels(), Labels{"Bank"});
+    model->move(row(0), 1);
+    EXPECT_EQ(model->errorMessage(), std::nullopt);
+
     // The delete's three attempts fail, then the three of the reload that follows it.
     writer->failures = 6;
-    deleteMail();
+    deleteFirst();
     EXPECT_EQ(model->errorMessage(), loadFailure);
-    EXPECT_EQ(labels(), (Labels{"Mail", "Bank"}));
-
-    refreshed();
     EXPECT_EQ(labels(), Labels{"Bank"});
+    refreshed();
+    EXPECT_EQ(labels(), Labels{});
     EXPECT_EQ(model->errorMessage(), std::nullopt);
     EXPECT_EQ(loading, (std::vector{false, true, false}));
 }
 
-TEST_F(SettingsViewModelTest, ADeleteWhoseCatalogWriteFailedIsReportedAndGoneAfterTheReload) {
-    writer->failures = 3;
-    deleteMail();
-    EXPECT_EQ(model->errorMessage(),
-              PasswordSettingsError::metadataReconciliationPending(writeError).description());
-    EXPECT_EQ(labels(), Labels{"Bank"});
-
-    // The next change starts without the old report.
-    model->move(row(0), 1);
-    EXPECT_EQ(model->errorMessage(), std::nullopt);
-}
-
 TEST_F(SettingsViewModelTest, ADeleteClosesItsConfirmationFirstAndItsSuccessClearsTheLine) {
-    std::vector<std::size_t> promptsWhenClosed;
+    factory.outcome = Outcome::hold;
     model->requestDelete(row(0));
-    auto subscription = model->subscribeDeleteCandidate([&](const auto& candidate) {
-        if (!candidate) {
-            promptsWhenClosed.push_back(promptCount());
-        }
-    });
-    deleteMail(Outcome::hold);
-    EXPECT_EQ(promptsWhenClosed, std::vector<std::size_t>{0});
+    model->confirmDelete();
+    EXPECT_EQ(model->deleteCandidate(), std::nullopt);
+    EXPECT_FALSE(factory.last().isPromptUp());
+    executor.runUntilIdle();
     EXPECT_TRUE(model->isBusy());
-    EXPECT_FALSE(model->passwordsPane().rows.at(1).canDelete);
     // Refused while the delete waits; the delete's success ends that report.
     model->move(row(1), -1);
     executor.runUntilIdle();
@@ -152,7 +150,7 @@ TEST_F(SettingsViewModelTest, ADeleteClosesItsConfirmationFirstAndItsSuccessClea
 
 TEST_F(SettingsViewModelTest, NothingReportedToAClosedWindowReachesTheNextOpening) {
     // A change that closing Settings cancelled.
-    deleteMail(Outcome::hold);
+    deleteFirst(Outcome::hold);
     model->clearTransientForms();
     executor.runUntilIdle();
     EXPECT_EQ(model->errorMessage(), std::nullopt);
@@ -161,7 +159,7 @@ TEST_F(SettingsViewModelTest, NothingReportedToAClosedWindowReachesTheNextOpenin
     // A load that failed after the window closed: the delete's writes fail, the reload's after
     // it, and then the load that the closing overtook.
     writer->failures = 9;
-    deleteMail();
+    deleteFirst();
     ASSERT_EQ(model->errorMessage(), loadFailure);
     model->refresh();
     model->clearTransientForms();
@@ -174,7 +172,7 @@ TEST_F(SettingsViewModelTest, NothingReportedToAClosedWindowReachesTheNextOpenin
 }
 
 TEST_F(SettingsViewModelTest, AnOlderLoadNeverOverwritesANewerOne) {
-    deleteMail(Outcome::hold);
+    deleteFirst(Outcome::hold);
     // The delete's writes fail, then the reload after it fails at once; the load started here
     // before them ends last.
     writer->failures = 6;
@@ -185,13 +183,7 @@ TEST_F(SettingsViewModelTest, AnOlderLoadNeverOverwritesANewerOne) {
 }
 
 TEST_F(SettingsViewModelTest, TheModelMayGoWhileItsChangesAreOutstanding) {
-    model->beginAdd();
-    const auto editor = model->editorModel();
-    editor->setLabel("Home");
-    editor->setPassword("pw");
-    factory.outcome = Outcome::hold;
-    editor->submit();
-    executor.runUntilIdle();
+    const auto editor = save("pw", std::nullopt, Outcome::hold);
     // Refused at once, but only after the model has gone.
     model->move(row(0), 1);
     model.reset();
@@ -203,12 +195,7 @@ TEST_F(SettingsViewModelTest, TheModelMayGoWhileItsChangesAreOutstanding) {
 TEST_F(SettingsViewModelTest, ClosingSettingsEndsEveryApprovalAndFormButAStillReportsItsSave) {
     test::runTask(executor, securePasswords.beginInvocation(Uuid::random()));
     ASSERT_TRUE(securePasswords.hasReusableCredential());
-    model->beginEdit(row(0));
-    const auto editor = model->editorModel();
-    editor->setPassword("new");
-    factory.outcome = Outcome::hold;
-    editor->submit();
-    executor.runUntilIdle();
+    const auto editor = save("new", 0, Outcome::hold);
     model->requestDelete(row(1));
 
     model->clearTransientForms();
@@ -220,25 +207,11 @@ TEST_F(SettingsViewModelTest, ClosingSettingsEndsEveryApprovalAndFormButAStillRe
     executor.runUntilIdle();
     EXPECT_EQ(results, Results{EntryEditorSaveResult::failed(cancelled)});
     EXPECT_TRUE(itemHolds(mail, "pw"));
-
-    const auto prompts = promptCount();
-    factory.outcome = Outcome::approve;
-    test::runTask(executor, securePasswords.beginInvocation(Uuid::random()));
-    EXPECT_EQ(promptCount(), prompts + 1);
-    securePasswords.cancelAll();
 }
 
 TEST_F(SettingsViewModelTest, ACancelledPromptKeepsTheEditorOpenWithTheMessage) {
-    model->beginAdd();
-    const auto editor = model->editorModel();
-    editor->setLabel("Home");
-    editor->setPassword(" s3cret ");
-    factory.outcome = Outcome::hold;
-    editor->submit();
-    executor.runUntilIdle();
-    EXPECT_TRUE(editor->progressText());
-    EXPECT_FALSE(editor->isSaveEnabled() || editor->isCancelEnabled() ||
-                 editor->allowsInteractiveDismissal());
+    const auto editor = save(" s3cret ", std::nullopt, Outcome::hold);
+    EXPECT_TRUE(editor->isSaving());
     editor->cancel();
     EXPECT_NE(model->editor(), std::nullopt) << "a running save cannot be cancelled";
 
@@ -265,34 +238,37 @@ TEST_F(SettingsViewModelTest, AMissingPasswordOpensARepairThatMayOnlyRename) {
     keychain.items.erase({store.service(), mail.toString()});
     refreshed();
     model->beginEdit(row(0));
-    EXPECT_EQ(model->editor(),
-              (EntryEditorRequest{mail, EntryEditorRequest::Mode::edit(true), "Mail",
-                                  PasswordFieldPresentation::missingSecret}));
     model->editorModel()->setLabel("Home");
     model->editorModel()->submit();
     executor.runUntilIdle();
     EXPECT_EQ(labels(), (Labels{"Home", "Bank"}));
     EXPECT_EQ(row(0).secretState, EntrySecretState::missing);
 
-    model->beginEdit(row(0));
-    model->editorModel()->setPassword("fresh");
-    model->editorModel()->submit();
-    executor.runUntilIdle();
+    save("fresh", 0);
     EXPECT_TRUE(itemHolds(mail, "fresh"));
     EXPECT_EQ(row(0).secretState, EntrySecretState::available);
 }
 
-TEST_F(SettingsViewModelTest, ALoginItemAwaitingApprovalShowsTheToggleOnAndTheApprovalLine) {
+TEST_F(SettingsViewModelTest, TheGeneralPaneFollowsTheShortcutThePermissionAndTheLoginItem) {
     using Action = GeneralPanePresentation::StartupAction;
+    EXPECT_TRUE(model->generalPane().showsGrantAccessButton);
+    settings.setShortcutStatus(ShortcutStatus::conflict("Another app uses this shortcut."));
+    trusted = true;
+    permissions->refresh();
+    auto pane = model->generalPane();
+    EXPECT_EQ(pane.shortcutStatus.text, "Another app uses this shortcut.");
+    EXPECT_EQ(pane.shortcutStatus.tone, SettingsTone::critical);
+    EXPECT_FALSE(pane.showsGrantAccessButton);
+
+    // An item awaiting approval shows the toggle on and the way to approve it.
     int changes = 0;
     auto subscription = model->subscribePanes([&] { ++changes; });
     loginSystem->currentStatus = System::statusRequiresApproval;
     loginItem->refresh();
     EXPECT_EQ(changes, 1);
-    auto pane = model->generalPane();
+    pane = model->generalPane();
     EXPECT_TRUE(pane.launchAtLoginIsOn && pane.launchAtLoginIsEnabled);
     EXPECT_EQ(pane.startupNotices.at(0).button->action, Action::openLoginItemsSettings);
-
     // Switching it off fails, and Try Again repeats that.
     model->setLaunchAtLogin(false);
     executor.runUntilIdle();
@@ -304,17 +280,6 @@ TEST_F(SettingsViewModelTest, ALoginItemAwaitingApprovalShowsTheToggleOnAndTheAp
     executor.runUntilIdle();
     EXPECT_EQ(loginSystem->unregisterCount, 2);
     loginSystem->complete(System::statusNotRegistered);
-}
-
-TEST_F(SettingsViewModelTest, AShortcutConflictShowsUnderTheRecorderAndThePermissionFollowsTrust) {
-    EXPECT_TRUE(model->generalPane().showsGrantAccessButton);
-    settings.setShortcutStatus(ShortcutStatus::conflict("Another app uses this shortcut."));
-    trusted = true;
-    permissions->refresh();
-    const auto pane = model->generalPane();
-    EXPECT_EQ(pane.shortcutStatus.text, "Another app uses this shortcut.");
-    EXPECT_EQ(pane.shortcutStatus.tone, Tone::critical);
-    EXPECT_FALSE(pane.showsGrantAccessButton);
 }
 
 } // namespace

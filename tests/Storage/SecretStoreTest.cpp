@@ -11,11 +11,10 @@
 namespace kestrelle {
 namespace {
 
-using test::FakeKeychainBackend;
-using test::sameBytes;
 using test::secretBytes;
-using Call = FakeKeychainBackend::Call;
+using Call = test::FakeKeychainBackend::Call;
 using Context = std::shared_ptr<AuthenticationContext>;
+using Failure = std::optional<SecretStoreError>;
 
 const std::string entryText = "1E3F5A77-8B9C-4D2E-A1B2-C3D4E5F60718";
 const Uuid entryID = *Uuid::parse("1e3f5a77-8b9c-4d2e-a1b2-c3d4e5f60718");
@@ -24,7 +23,7 @@ class SecretStoreTest : public testing::Test {
 protected:
     // Runs one store call to its end and returns its error, if any.
     template <class T>
-    std::optional<SecretStoreError> failureOf(Task<T> task) {
+    Failure failureOf(Task<T> task) {
         try {
             test::runTask(executor, std::move(task));
         } catch (const SecretStoreError& error) {
@@ -32,28 +31,30 @@ protected:
         }
         return std::nullopt;
     }
-    // The rows every query starts from, plus `with`.
-    static KeychainQuery baseQuery(Context with) {
-        KeychainQuery query;
-        query.service = "app.example.Test.passwords";
-        query.account = entryText;
-        query.authenticationContext = std::move(with);
-        return query;
-    }
-    // That the last call was `call` with `expected`, sent with prompts forbidden.
-    void expectLastCall(Call call, const KeychainQuery& expected) {
+    // That the last call was `call` with the query every call starts from, carrying `with`,
+    // plus what `own` adds, sent with prompts forbidden.
+    void expectLastCall(
+        Call call, Context with,
+        const std::function<void(KeychainQuery&)>& own = [](KeychainQuery&) {}) {
+        KeychainQuery expected;
+        expected.service = "app.example.Test.passwords";
+        expected.account = entryText;
+        expected.authenticationContext = std::move(with);
+        own(expected);
         ASSERT_FALSE(backend.received.empty());
         EXPECT_EQ(backend.received.back().call, call);
         EXPECT_TRUE(backend.received.back().query == expected);
         EXPECT_TRUE(backend.received.back().interactionNotAllowed);
     }
-    FakeKeychainBackend::Item& item() {
-        return backend.items[{"app.example.Test.passwords", entryText}];
+    static std::function<void(KeychainQuery&)> oneItem(KeychainReturnKind kind) {
+        return [kind](KeychainQuery& query) {
+            query.matchLimit = KeychainMatchLimit::one;
+            query.returnKind = kind;
+        };
     }
     // Log lines that name the entry and `status`.
     long logged(KeychainStatus status) const {
-        const auto lines = logs.messages();
-        return std::ranges::count_if(lines, [&](const std::string& line) {
+        return std::ranges::count_if(logs.messages(), [&](const std::string& line) {
             return line.find(entryText) != line.npos &&
                    line.find("status " + std::to_string(status)) != line.npos;
         });
@@ -61,92 +62,80 @@ protected:
 
     test::ManualExecutor executor;
     test::InlineQueue queue;
-    FakeKeychainBackend backend;
+    test::FakeKeychainBackend backend;
     test::LogCapture logs;
     SecretStore store{backend, queue, "app.example.Test"};
     Context context = std::make_shared<test::FakeAuthenticationContext>();
+    // Create, save, read and delete with `context`.
+    const std::function<Failure()> calls[4] = {
+        [this] { return failureOf(store.createSecret(secretBytes("x"), entryID, context)); },
+        [this] { return failureOf(store.saveSecret(secretBytes("x"), entryID, context)); },
+        [this] { return failureOf(store.readSecret(entryID, context)); },
+        [this] { return failureOf(store.deleteSecret(entryID, context)); }};
 };
-
-TEST(SecretStoreErrorTest, StatusesMapToTheirCasesAndKeepThePlatformsText) {
-    EXPECT_EQ(SecretStoreError::fromStatus(-25299, "x"), SecretStoreError::duplicateItem());
-    EXPECT_EQ(SecretStoreError::fromStatus(-25300, std::nullopt), SecretStoreError::itemNotFound());
-    EXPECT_EQ(SecretStoreError::fromStatus(-25308, "Not allowed."),
-              SecretStoreError::keychain(-25308, "Not allowed."));
-    for (const std::optional<std::string>& none : {std::optional<std::string>{}, {""}}) {
-        EXPECT_EQ(SecretStoreError::fromStatus(-50, none).message(),
-                  "Keychain operation failed with status -50.");
-    }
-    // An unsigned build says so, and still ends with the status and the platform's text.
-    EXPECT_TRUE(SecretStoreError::fromStatus(-34018, "No entitlement.")
-                    .description()
-                    .ends_with("status -34018: No entitlement."));
-}
 
 // Each protected call sends the base query plus its own keys, from the queue, with prompts
 // forbidden.
 TEST_F(SecretStoreTest, EachCallSendsItsQueryFromTheQueue) {
-    const auto expectSent = [&](Call call, const std::function<void(KeychainQuery&)>& ownKeys) {
-        auto expected = baseQuery(context);
-        ownKeys(expected);
-        expectLastCall(call, expected);
-    };
     test::runTask(executor, store.createSecret(secretBytes("new"), entryID, context));
-    expectSent(Call::add, [](KeychainQuery& query) {
+    expectLastCall(Call::add, context, [](KeychainQuery& query) {
         query.accessControl = {KeychainAccessibility::whenUnlockedThisDeviceOnly,
                                KeychainAccessControlFlags::biometryCurrentSet};
         query.value = secretBytes("new");
     });
     test::runTask(executor, store.saveSecret(secretBytes("newer"), entryID, context));
-    expectSent(Call::update, [](KeychainQuery&) {});
-    EXPECT_TRUE(sameBytes(test::runTask(executor, store.readSecret(entryID, context)), "newer"));
-    expectSent(Call::copyMatching, [](KeychainQuery& query) {
-        query.matchLimit = KeychainMatchLimit::one;
-        query.returnKind = KeychainReturnKind::data;
-    });
+    expectLastCall(Call::update, context);
+    EXPECT_TRUE(
+        test::sameBytes(test::runTask(executor, store.readSecret(entryID, context)), "newer"));
+    expectLastCall(Call::copyMatching, context, oneItem(KeychainReturnKind::data));
     test::runTask(executor, store.deleteSecret(entryID, context));
-    expectSent(Call::remove, [](KeychainQuery&) {});
+    expectLastCall(Call::remove, context);
     EXPECT_EQ(queue.dispatchCount, 5);
 }
 
-TEST_F(SecretStoreTest, AFailureIsLoggedOnceAndCarriesThePlatformsText) {
-    backend.statusMessages[-25291] = "No keychain is available.";
-    const auto expected = SecretStoreError::keychain(-25291, "No keychain is available.");
-    item().value = secretBytes("old");
-    backend.scriptStatus(-25291);
-    EXPECT_EQ(failureOf(store.createSecret(secretBytes("x"), entryID, context)), expected);
-    backend.scriptStatus(keychainStatus::duplicateItem);
-    backend.scriptStatus(-25291);
-    EXPECT_EQ(failureOf(store.saveSecret(secretBytes("x"), entryID, context)), expected);
-    backend.scriptStatus(-25291);
-    EXPECT_EQ(failureOf(store.readSecret(entryID, context)), expected);
-    backend.scriptStatus(-25291);
-    EXPECT_EQ(failureOf(store.deleteSecret(entryID, context)), expected);
-    EXPECT_EQ(logged(-25291), 4) << "once per failure";
-}
-
-TEST_F(SecretStoreTest, DuplicatesMissingItemsAndBadRepliesMapToTheirErrors) {
-    test::runTask(executor, store.saveSecret(secretBytes("first"), entryID, context));
+TEST_F(SecretStoreTest, FailuresKeepTheStatusAndThePlatformsTextAndAreLoggedOnce) {
+    const auto& [create, save, read, remove] = calls;
+    EXPECT_EQ(save(), std::nullopt);
     EXPECT_EQ(backend.received.size(), 1U) << "a new item is created, not updated";
-    EXPECT_EQ(failureOf(store.createSecret(secretBytes("new"), entryID, context)),
-              SecretStoreError::duplicateItem());
+    EXPECT_EQ(create(), SecretStoreError::duplicateItem());
     EXPECT_EQ(logged(-25299), 1);
-    EXPECT_TRUE(sameBytes(test::runTask(executor, store.readSecret(entryID, context)), "first"));
-
-    for (const auto& text :
-         {std::optional<std::string>("Bad flags."), std::optional<std::string>()}) {
-        KeychainReply refusal;
-        refusal.accessControlFailure = AccessControlFailure{text};
-        backend.script(refusal);
-        EXPECT_EQ(failureOf(store.createSecret(secretBytes("x"), entryID, context)),
-                  SecretStoreError::accessControlCreationFailed(
-                      text.value_or("The Keychain access control could not be created.")));
+    // Also an unsigned build's failure, which says so.
+    for (KeychainStatus status : {-25291, -34018}) {
+        SCOPED_TRACE(status);
+        backend.statusMessages[status] = "Not allowed.";
+        for (const auto& call : calls) {
+            if (&call == &save) {
+                backend.scriptStatus(keychainStatus::duplicateItem); // so that it updates
+            }
+            backend.scriptStatus(status);
+            const auto error = call().value_or(SecretStoreError::itemNotFound());
+            EXPECT_EQ(error, SecretStoreError::keychain(status, "Not allowed."));
+            EXPECT_TRUE(error.description().ends_with(": Not allowed."));
+            EXPECT_NE(error.description().find(std::to_string(status)), std::string::npos);
+        }
+        EXPECT_EQ(logged(status), 4) << "once per failure";
     }
+    // Without the platform's text, the status still says what failed.
+    backend.statusMessages[-50] = "";
+    backend.scriptStatus(-50);
+    EXPECT_NE(read().value_or(SecretStoreError::itemNotFound()).message().find("-50"),
+              std::string::npos);
+
+    KeychainReply refusal;
+    refusal.accessControlFailure = AccessControlFailure{"Bad flags."};
+    backend.script(refusal);
+    EXPECT_EQ(create(), SecretStoreError::accessControlCreationFailed("Bad flags."));
+    refusal.accessControlFailure->platformMessage.reset();
+    backend.script(refusal);
+    const auto untold = create().value_or(SecretStoreError::itemNotFound());
+    EXPECT_EQ(untold.kind(), SecretStoreError::Kind::accessControlCreationFailed);
+    EXPECT_FALSE(untold.message().empty());
     backend.scriptStatus(keychainStatus::success); // success without a byte buffer
-    EXPECT_EQ(failureOf(store.readSecret(entryID, context)),
-              SecretStoreError::keychain(-67671, "Keychain returned an invalid password value."));
+    EXPECT_EQ(read().value_or(SecretStoreError::itemNotFound()).status(),
+              keychainStatus::invalidValue);
     backend.items.clear();
-    EXPECT_EQ(failureOf(store.deleteSecret(entryID, context)), SecretStoreError::itemNotFound());
-    EXPECT_EQ(failureOf(store.readSecret(entryID, context)), SecretStoreError::itemNotFound());
+    EXPECT_EQ(remove(), SecretStoreError::itemNotFound());
+    EXPECT_EQ(read(), SecretStoreError::itemNotFound());
 }
 
 // Without an approved context of the backend's own kind, nothing may reach the Keychain: left
@@ -158,11 +147,9 @@ TEST_F(SecretStoreTest, AMissingOrForeignContextIsRefused) {
     };
     for (const Context& refused : {Context(), Context(std::make_shared<ForeignContext>())}) {
         SCOPED_TRACE(refused ? "foreign" : "none");
-        for (auto failure : {failureOf(store.createSecret(secretBytes("x"), entryID, refused)),
-                             failureOf(store.saveSecret(secretBytes("x"), entryID, refused)),
-                             failureOf(store.readSecret(entryID, refused)),
-                             failureOf(store.deleteSecret(entryID, refused))}) {
-            EXPECT_EQ(failure, SecretStoreError::authenticationContextUnavailable());
+        context = refused;
+        for (const auto& call : calls) {
+            EXPECT_EQ(call(), SecretStoreError::authenticationContextUnavailable());
         }
     }
     EXPECT_TRUE(backend.items.empty());
@@ -185,11 +172,8 @@ TEST_F(SecretStoreTest, ContainsAsksWithAFreshContextThatCannotPromptAndInvalida
         EXPECT_EQ(exists, row.exists);
         EXPECT_EQ(error.has_value(), !row.exists.has_value());
         EXPECT_EQ(logged(row.status), row.exists ? 0 : 1);
-
-        auto expected = baseQuery(backend.madeContexts.back());
-        expected.matchLimit = KeychainMatchLimit::one;
-        expected.returnKind = KeychainReturnKind::attributes;
-        expectLastCall(Call::copyMatching, expected);
+        expectLastCall(Call::copyMatching, backend.madeContexts.back(),
+                       oneItem(KeychainReturnKind::attributes));
         EXPECT_EQ(backend.madeContexts.back()->invalidationCount, 1);
     }
 }

@@ -10,19 +10,14 @@
 
 namespace kestrelle::test {
 
-// How a fake context answers an evaluation.
-enum class FakePromptOutcome {
-    approve,
-    fail,
-    // The prompt stays up until the test approves, fails or invalidates it.
-    hold,
-};
+// How a fake context answers an evaluation; with `hold` the prompt stays up until the test
+// approves, fails or invalidates it.
+enum class FakePromptOutcome { approve, fail, hold };
 
 // What a fake context answers.
 struct FakeBiometricScript {
     BiometricPolicyState policy{true, BiometryType::touchID, std::nullopt};
     FakePromptOutcome outcome = FakePromptOutcome::approve;
-    std::optional<BiometricErrorCode> failureCode = BiometricErrorCode::authenticationFailed;
 };
 
 // A scripted biometric context that behaves like the platform's: invalidating it dismisses a
@@ -60,7 +55,7 @@ protected:
         } else if (outcome == FakePromptOutcome::approve) {
             approvePrompt();
         } else if (outcome == FakePromptOutcome::fail) {
-            failPrompt(failureCode);
+            failPrompt(BiometricErrorCode::authenticationFailed);
         }
     }
 

@@ -15,14 +15,13 @@ public:
         ++attempts;
         if (failures > 0) {
             --failures;
-            throw failure(file);
+            throw failure();
         }
         real_.write(file, bytes);
     }
 
-    // What the real writer throws on a full disk.
-    static FileSystemError failure(const std::filesystem::path& file) {
-        return FileSystemError::fileUnchanged("The file “" + file.string() + "” could not be saved",
+    static FileSystemError failure() {
+        return FileSystemError::fileUnchanged("The catalog could not be saved",
                                               std::make_error_code(std::errc::no_space_on_device));
     }
 

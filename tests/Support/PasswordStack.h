@@ -35,7 +35,7 @@ struct PasswordStack {
     FlakyFileWriter* writer = nullptr;
     EntryRepository repository = makeRepository();
     // What a failed catalog write reports.
-    const std::string writeError = FlakyFileWriter::failure(repository.fileURL()).description();
+    const std::string writeError = FlakyFileWriter::failure().description();
 
     void storeItem(const Uuid& id, std::string_view password) {
         keychain.items[{store.service(), id.toString()}] = {secretBytes(password), {}};
