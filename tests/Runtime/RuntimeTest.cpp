@@ -225,26 +225,26 @@ TEST(RunLoopExecutorTest, ServesPostsFromOtherThreadsAndTimersInOrder) {
     EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
 }
 
-TEST(ObservableTest, ObserversMayUnsubscribeThemselvesAndOthersWhileNotified) {
+TEST(ObservableTest, WarnsBeforeEveryAssignmentAndObserversMayUnsubscribeWhileNotified) {
     Subscription first, second;
-    std::vector<std::string> events;
+    std::string events; // "w": will change, with the old value; "a", "b": the two observers
     {
         Observable<int> value(0);
+        auto will = value.subscribeWillChange([&] { events += 'w' + std::to_string(value.get()); });
         first = value.subscribe([&](const int& v) {
-            events.push_back("first " + std::to_string(v));
+            events += 'a' + std::to_string(v);
             if (v == 1) {
                 first.reset();
                 second.reset();
             }
         });
-        second =
-            value.subscribe([&](const int& v) { events.push_back("second " + std::to_string(v)); });
+        second = value.subscribe([&](const int& v) { events += 'b' + std::to_string(v); });
         value.set(1);
-        value.set(2);
+        value.set(1);
         second = value.subscribe([](const int&) {});
     }
     second.reset(); // a subscription may outlive the value
-    EXPECT_EQ(events, (std::vector<std::string>{"first 0", "second 0", "first 1"}));
+    EXPECT_EQ(events, "a0b0w0a1w1");
 }
 
 TEST(UuidTest, RandomOnesAreVersionFourAndDistinctAndParsingTakesEitherCaseOfThe36CharacterForm) {
