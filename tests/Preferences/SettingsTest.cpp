@@ -13,7 +13,14 @@ namespace {
 using test::InMemoryKeyValueStore;
 using Write = std::pair<std::string, StoredValue>;
 
-TEST(SettingsTest, TheReuseWindowLoadsOnlyFromAnExactNumberOfSeconds) {
+Hotkey loadedHotkey(StoredValue keyCode, StoredValue modifiers) {
+    InMemoryKeyValueStore defaults;
+    defaults.values[std::string(settingsKey::hotkeyKeyCode)] = std::move(keyCode);
+    defaults.values[std::string(settingsKey::hotkeyModifiers)] = std::move(modifiers);
+    return Settings(defaults).hotkey();
+}
+
+TEST(SettingsTest, StoredNumbersLoadOnlyAsExactWholeNumbersAndTheShortcutOnlyAsAPair) {
     const std::pair<StoredValue, BiometricReuseWindow> cases[] = {
         {std::monostate{}, BiometricReuseWindow::thirtySeconds},
         {std::int64_t{900}, BiometricReuseWindow::fifteenMinutes},
@@ -34,16 +41,7 @@ TEST(SettingsTest, TheReuseWindowLoadsOnlyFromAnExactNumberOfSeconds) {
         EXPECT_EQ(settings.biometricReuseWindow(), expected);
         EXPECT_TRUE(defaults.writes.empty());
     }
-}
 
-Hotkey loadedHotkey(StoredValue keyCode, StoredValue modifiers) {
-    InMemoryKeyValueStore defaults;
-    defaults.values[std::string(settingsKey::hotkeyKeyCode)] = std::move(keyCode);
-    defaults.values[std::string(settingsKey::hotkeyModifiers)] = std::move(modifiers);
-    return Settings(defaults).hotkey();
-}
-
-TEST(SettingsTest, TheShortcutLoadsOnlyAsAPairAndKeepsTheFourModifierBits) {
     EXPECT_EQ(loadedHotkey(std::int64_t{35}, std::uint64_t{0x180000}), (Hotkey{35, 0x180000}));
     // Caps Lock and bits beyond 63 are dropped, the rest kept.
     EXPECT_EQ(loadedHotkey(std::int64_t{0}, std::uint64_t{0x1A0000 | 0x10000 | 1ULL << 63}),

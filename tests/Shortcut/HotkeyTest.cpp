@@ -16,9 +16,13 @@ using Calls = std::vector<std::string>;
 using Kind = ShortcutStatus::Kind;
 constexpr std::uint64_t capsLock = 0x10000;
 
-TEST(HotkeyTest, ShowsControlOptionShiftCommandThenTheKeyAndCarbonGetsOnlyThoseFour) {
+TEST(HotkeyTest, ShowsAndRegistersTheFourModifiersOnlyAndRefusesTypingKeysAndReservedOnes) {
     EXPECT_EQ((Hotkey{0, command | shift | option | control | capsLock}).displayString(), "⌃⌥⇧⌘A");
-    EXPECT_EQ((Hotkey{0, option | capsLock}).carbonModifiers(), 0x800U); // Carbon's optionKey
+    // Carbon's cmdKey, shiftKey, optionKey and controlKey.
+    for (auto [flag, carbon] :
+         {std::pair{command, 0x100U}, {shift, 0x200U}, {option, 0x800U}, {control, 0x1000U}}) {
+        EXPECT_EQ((Hotkey{0, flag | capsLock}).carbonModifiers(), carbon) << carbon;
+    }
     // Each letter and digit has one key; unlabelled keys show a dot.
     std::string labels;
     for (std::uint32_t code = 0; code < 128; ++code) {
@@ -27,9 +31,8 @@ TEST(HotkeyTest, ShowsControlOptionShiftCommandThenTheKeyAndCarbonGetsOnlyThoseF
     std::sort(labels.begin(), labels.end());
     EXPECT_EQ(labels, "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ");
     EXPECT_EQ(glyph(96), "•"); // F5
-}
 
-TEST(HotkeyTest, TypingKeysNeedCommandOptionOrControlAndCommandQWSpaceAreReserved) {
+    // Typing keys need ⌘, ⌥ or ⌃; ⌘Q, ⌘W and ⌘Space are reserved.
     for (Hotkey accepted : {Hotkey{0, control}, Hotkey{96, 0}, Hotkey{49, 0},
                             Hotkey{12, command | shift}, Hotkey{49, command | option}}) {
         EXPECT_EQ(accepted.validationError(), std::nullopt) << accepted.displayString();
@@ -70,6 +73,7 @@ TEST(HotkeyManagerTest, KeepsOneRegistrationAndPassesOnlyItsOwnPressesLaterWhile
     EXPECT_EQ(service.activeRegistrations, 0);
     ASSERT_EQ(log.records().size(), 1U);
     EXPECT_TRUE(log.records()[0].message.ends_with("-9878"));
+    EXPECT_EQ(log.records()[0].subsystem, fixedBundleIdentifier);
 
     test::FakeHotKeyService failingInstall;
     failingInstall.installStatus = -50;

@@ -2,11 +2,13 @@
 
 #include "Storage/EntryCatalogJson.h"
 #include "Storage/FileSystemError.h"
+#include "Storage/UnavailableEntryRepository.h"
 #include "Support/FaultyFileSystem.h"
 #include "Support/ManualExecutor.h"
 #include "Support/TaskProbe.h"
 #include "Support/TemporaryDirectory.h"
 
+#include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 
@@ -44,7 +46,7 @@ struct EntryRepositoryTest : ::testing::Test {
     EntryRepository repository{[this] { return directory.path(); }};
 };
 
-TEST_F(EntryRepositoryTest, ResolvesItsFileOnceAndAMissingFileIsTheEmptyCatalog) {
+TEST_F(EntryRepositoryTest, ResolvesItsFileOnceAndWithoutAFileOrFolderTheCatalogIsEmpty) {
     int resolutions = 0;
     EntryRepository counted([&] {
         ++resolutions;
@@ -55,12 +57,15 @@ TEST_F(EntryRepositoryTest, ResolvesItsFileOnceAndAMissingFileIsTheEmptyCatalog)
     EXPECT_EQ(runTask(executor, counted.load()), EntryCatalog{});
     EXPECT_EQ(resolutions, 1);
     EXPECT_FALSE(std::filesystem::exists(directory.path() / "Kestrelle"));
-    // Resolved when made, so that a missing data folder is known before the first load.
+    // Resolved when made: without a data folder the app runs on a repository that says why.
     auto unresolvable = []() -> std::filesystem::path { throw KestrelleError("No folder."); };
     EXPECT_THROW(EntryRepository{unresolvable}, KestrelleError);
-}
+    UnavailableEntryRepository unavailable("No folder.");
+    const auto saysWhy = testing::ThrowsMessage<KestrelleError>(testing::StrEq("No folder."));
+    EXPECT_THAT([&] { runTask(executor, unavailable.load()); }, saysWhy);
+    EXPECT_THAT([&] { runTask(executor, unavailable.save({})); }, saysWhy);
 
-TEST_F(EntryRepositoryTest, AFileWhereTheFolderShouldBeIsAMissingCatalogThatCannotBeSaved) {
+    // A file where the folder should be: no catalog, and none can be saved.
     const auto folder = file().parent_path();
     TemporaryDirectory::write(folder, "not a folder");
     EXPECT_EQ(load(), EntryCatalog{});
@@ -74,11 +79,25 @@ TEST_F(EntryRepositoryTest, AFileWhereTheFolderShouldBeIsAMissingCatalogThatCann
                 failsUnchanged(std::make_error_code(std::errc::is_a_directory).message()));
 }
 
-TEST_F(EntryRepositoryTest, SavesPrettyPrintedWithSortedKeysAndReadsAnyLayoutBack) {
+TEST_F(EntryRepositoryTest, SavesPrettyPrintedWithSortedKeysOnlyWhatItCanReadBack) {
+    // Invalid catalogs are refused before any disk access: not even the folder appears.
+    auto duplicates = catalog({entry(firstId, "A"), entry(firstId, "B")});
+    EXPECT_THROW(save(duplicates), KestrelleError);
+    EXPECT_FALSE(std::filesystem::exists(file().parent_path()));
+
     save(catalog({entry("0e0b5aa4-1f6c-4c64-9e59-58d0a0f8c8a1", "Mail")})); // upper case on disk
-    EXPECT_EQ(TemporaryDirectory::read(file()),
+    const std::string previous = TemporaryDirectory::read(file());
+    EXPECT_EQ(previous,
               "{\n  \"orderedEntries\": [\n    {\n      \"id\": \"" + firstId +
                   "\",\n      \"label\": \"Mail\"\n    }\n  ],\n  \"schemaVersion\": 1\n}\n");
+    // Failed saves leave the previous file byte for byte.
+    EXPECT_THROW(save(duplicates), KestrelleError);
+    EXPECT_THAT([&] { save(catalog({entry(firstId, "\xFF")})); },
+                failsUnchanged("a label is not valid UTF-8 text"));
+    EXPECT_EQ(TemporaryDirectory::read(file()), previous);
+    EXPECT_EQ(TemporaryDirectory::names(file().parent_path()),
+              std::set<std::string>{"entries.json"});
+
     // Repeated labels are fine; zero-width and combining characters are content, not space.
     for (const auto& saved : {catalog({entry(firstId, "  Work  "), entry(secondId, "  Work  "),
                                        entry(thirdId, "\xE2\x80\x8B \xCC\x81")}),
@@ -148,23 +167,6 @@ TEST_F(EntryRepositoryTest, BadFilesFailSayingWhyAndAreLeftUnchanged) {
     }
 }
 
-TEST_F(EntryRepositoryTest, FailedSavesLeaveThePreviousFileByteForByte) {
-    // Invalid catalogs are refused before any disk access: not even the folder appears.
-    auto duplicates = catalog({entry(firstId, "A"), entry(firstId, "B")});
-    EXPECT_THROW(save(duplicates), KestrelleError);
-    EXPECT_FALSE(std::filesystem::exists(file().parent_path()));
-
-    save(catalog({entry(firstId, "A")}));
-    const std::string previous = TemporaryDirectory::read(file());
-
-    EXPECT_THROW(save(duplicates), KestrelleError);
-    EXPECT_THAT([&] { save(catalog({entry(firstId, "\xFF")})); },
-                failsUnchanged("a label is not valid UTF-8 text"));
-    EXPECT_EQ(TemporaryDirectory::read(file()), previous);
-    EXPECT_EQ(TemporaryDirectory::names(file().parent_path()),
-              std::set<std::string>{"entries.json"});
-}
-
 using Step = test::FaultyFileSystem::Step;
 
 TEST(AtomicFileWriterTest, FlushesBeforeTheRenameSyncsTheFolderAfterItAndLeavesNoTrace) {
@@ -198,7 +200,7 @@ TEST(AtomicFileWriterTest, FlushesBeforeTheRenameSyncsTheFolderAfterItAndLeavesN
     }
 }
 
-TEST(UserDataDirectoryTest, FollowsTheXdgRule) {
+TEST(UserDataDirectoryTest, FollowsTheXdgRuleAndCreatesTheDirectory) {
     const std::filesystem::path share = "/home/u/.local/share";
     EXPECT_EQ(xdgDataDirectory("/data", "/home/u"), std::filesystem::path("/data"));
     EXPECT_EQ(xdgDataDirectory("relative", "/home/u"), share);
@@ -206,6 +208,14 @@ TEST(UserDataDirectoryTest, FollowsTheXdgRule) {
     EXPECT_EQ(xdgDataDirectory(nullptr, "/home/u"), share);
     EXPECT_EQ(xdgDataDirectory(nullptr, nullptr), std::nullopt);
     EXPECT_EQ(xdgDataDirectory(nullptr, "home"), std::nullopt);
+#if !defined(__APPLE__)
+    TemporaryDirectory directory;
+    const auto expected = directory.path() / "a" / "b";
+    ::setenv("XDG_DATA_HOME", expected.c_str(), 1);
+    const auto resolved = userDataDirectory();
+    ::unsetenv("XDG_DATA_HOME"); // nothing else here reads it
+    EXPECT_TRUE(resolved == expected && std::filesystem::is_directory(expected));
+#endif
 }
 
 } // namespace

@@ -50,13 +50,9 @@ std::size_t ManualExecutor::runUntilIdle() {
 void ManualExecutor::advance(Duration duration) {
     const auto target = monotonic_ + duration;
     runUntilIdle();
-    while (auto deadline = timers_.nextDeadline()) {
-        if (*deadline > target) {
-            break;
-        }
-        monotonic_ = std::max(monotonic_, *deadline);
-        auto work = timers_.popDue(monotonic_);
-        (*work)();
+    for (auto due = timers_.nextDeadline(); due && *due <= target; due = timers_.nextDeadline()) {
+        monotonic_ = std::max(monotonic_, *due);
+        (*timers_.popDue(monotonic_))();
         runUntilIdle();
     }
     monotonic_ = target;
