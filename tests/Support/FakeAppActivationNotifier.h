@@ -8,13 +8,10 @@ namespace kestrelle::test {
 class FakeAppActivationNotifier final : public AppActivationNotifier {
 public:
     Subscription observe(std::function<void()> handler) override {
-        return signal_.subscribe(std::move(handler));
+        return signal.subscribe(std::move(handler));
     }
-
-    void activate() { signal_.emit(); }
-
-private:
-    Signal<> signal_;
+    void activate() { signal.emit(); }
+    Signal<> signal;
 };
 
 } // namespace kestrelle::test

@@ -44,14 +44,11 @@ public:
         }
     }
 
-    std::int32_t installStatus = 0;
-    std::int32_t registerStatus = 0;
+    std::int32_t installStatus = 0, registerStatus = 0;
     std::vector<std::string> calls;
     std::function<void(HotKeyId)> handler;
     HotKeyId lastId;
     int activeRegistrations = 0;
-
-private:
     std::uintptr_t nextReference = 0;
 };
 

@@ -19,7 +19,7 @@ public:
         ++unregisterCount;
         pending.push_back(std::move(completion));
     }
-    void openLoginItemsSettings() override { ++settingsOpenCount; }
+    void openLoginItemsSettings() override {}
 
     // Ends the oldest request; `statusAfter` is what the platform reports from then on.
     void complete(std::int64_t statusAfter, std::optional<std::string> errorDescription = {}) {
@@ -30,9 +30,7 @@ public:
     }
 
     std::int64_t currentStatus = statusNotRegistered;
-    int registerCount = 0;
-    int unregisterCount = 0;
-    int settingsOpenCount = 0;
+    int registerCount = 0, unregisterCount = 0;
     std::deque<Completion> pending;
 };
 

@@ -16,29 +16,25 @@ namespace kestrelle::test {
 class FakeSessionInterruptions final : public SessionInterruptions {
 public:
     Subscription observe(std::function<void()> handler) override {
-        return signal_.subscribe(std::move(handler));
+        return signal.subscribe(std::move(handler));
     }
-    void interrupt() { signal_.emit(); }
-
-private:
-    Signal<> signal_;
+    void interrupt() { signal.emit(); }
+    Signal<> signal;
 };
 
 class FakeSettingsWindow final : public SettingsWindow {
 public:
-    explicit FakeSettingsWindow(std::vector<std::string>& calls) : calls_(calls) {}
-    void activateApplication() override { calls_.push_back("activate"); }
+    explicit FakeSettingsWindow(std::vector<std::string>& calls) : calls(calls) {}
+    void activateApplication() override { calls.push_back("activate"); }
     void show() override {
-        calls_.push_back("show");
+        calls.push_back("show");
         visible = true;
     }
-    void makeKeyAndOrderFront() override { calls_.push_back("make key"); }
+    void makeKeyAndOrderFront() override { calls.push_back("make key"); }
     bool isVisible() const override { return visible; }
 
+    std::vector<std::string>& calls;
     bool visible = false;
-
-private:
-    std::vector<std::string>& calls_;
 };
 
 // Makes the Settings window and keeps hold of what it was given, as the platform would.
@@ -66,14 +62,13 @@ class FakeSoftwareUpdater final : public SoftwareUpdater {
 public:
     void start() override { ++starts; }
     void checkForUpdates() override { ++checks; }
-    int starts = 0;
-    int checks = 0;
+    int starts = 0, checks = 0;
 };
 
 class FakeRunningInstances final : public RunningInstances {
 public:
     std::optional<std::string> mainBundleIdentifier() override { return bundleIdentifier; }
-    std::int32_t currentProcessIdentifier() override { return ownPid; }
+    std::int32_t currentProcessIdentifier() override { return 1; }
     std::vector<std::int32_t> runningApplications(const std::string& identifier) override {
         askedFor = identifier;
         return running;
@@ -84,8 +79,7 @@ public:
     void terminate() override { ++terminations; }
 
     std::optional<std::string> bundleIdentifier;
-    std::int32_t ownPid = 1;
-    std::vector<std::int32_t> running{1};
+    std::vector<std::int32_t> running{1}; // this copy only
     std::string askedFor;
     std::vector<std::int32_t> activated;
     int terminations = 0;

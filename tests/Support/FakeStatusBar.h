@@ -6,17 +6,14 @@ namespace kestrelle::test {
 
 class FakeStatusBar final : public StatusBar {
 public:
-    void addItem(const StatusItemAppearance& itemAppearance,
-                 const std::vector<MenuItemModel>& items,
+    void addItem(const StatusItemAppearance&, const std::vector<MenuItemModel>& items,
                  std::function<void(MenuAction)> onChoose) override {
         ++itemCount;
-        appearance = itemAppearance;
         menu = items;
         choose = std::move(onChoose);
     }
 
     int itemCount = 0;
-    StatusItemAppearance appearance;
     std::vector<MenuItemModel> menu;
     std::function<void(MenuAction)> choose;
 };

@@ -24,11 +24,9 @@ public:
         return real_.createTemporaryFile(directory, prefix);
     }
     void writeAll(int descriptor, std::string_view bytes) override {
-        if (failingStep == Step::writeAll) {
-            real_.writeAll(descriptor, bytes.substr(0, bytes.size() / 2));
-        }
+        real_.writeAll(descriptor,
+                       failingStep == Step::writeAll ? bytes.substr(0, bytes.size() / 2) : bytes);
         failIf(Step::writeAll);
-        real_.writeAll(descriptor, bytes);
     }
     void sync(int descriptor) override {
         failIf(Step::sync);

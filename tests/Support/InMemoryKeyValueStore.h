@@ -22,7 +22,6 @@ public:
     std::map<std::string, StoredValue> values;
     std::vector<std::pair<std::string, StoredValue>> writes;
 
-private:
     void write(std::string_view key, StoredValue value) {
         writes.emplace_back(key, value);
         values[std::string(key)] = std::move(value);

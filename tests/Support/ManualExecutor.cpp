@@ -1,6 +1,7 @@
 #include "Support/ManualExecutor.h"
 
 #include <gtest/gtest.h>
+#include <utility>
 
 namespace kestrelle::test {
 
@@ -12,14 +13,11 @@ constexpr std::size_t workLimit = 1'000'000;
 } // namespace
 
 ManualExecutor::ManualExecutor()
-    : monotonicStart_(MonotonicTime{} + std::chrono::hours{1}), monotonic_(monotonicStart_),
-      wallStart_(std::chrono::time_point_cast<WallTime::duration>(fixedWallStart)) {}
+    : wallStart_(std::chrono::time_point_cast<WallTime::duration>(fixedWallStart)) {}
 
 ManualExecutor::~ManualExecutor() {
-    {
-        std::lock_guard lock(mutex_);
-        auto dropped = std::move(ready_);
-    }
+    // Work dropped here may post more; it finds an empty queue.
+    std::exchange(ready_, {});
     timers_.clear();
     destroyOperations();
 }
@@ -27,19 +25,6 @@ ManualExecutor::~ManualExecutor() {
 void ManualExecutor::post(std::function<void()> work) {
     std::lock_guard lock(mutex_);
     ready_.push_back(std::move(work));
-}
-
-TimerId ManualExecutor::scheduleAfter(Duration delay, std::function<void()> work) {
-    return timers_.add(monotonic_ + std::max(delay, Duration::zero()), std::move(work));
-}
-
-void ManualExecutor::cancelTimer(TimerId timer) {
-    timers_.cancel(timer);
-}
-
-std::size_t ManualExecutor::queuedWorkCount() const {
-    std::lock_guard lock(mutex_);
-    return ready_.size();
 }
 
 std::size_t ManualExecutor::runUntilIdle() {
@@ -65,13 +50,9 @@ std::size_t ManualExecutor::runUntilIdle() {
 void ManualExecutor::advance(Duration duration) {
     const auto target = monotonic_ + duration;
     runUntilIdle();
-    while (auto deadline = timers_.nextDeadline()) {
-        if (*deadline > target) {
-            break;
-        }
-        monotonic_ = std::max(monotonic_, *deadline);
-        auto work = timers_.popDue(monotonic_);
-        (*work)();
+    for (auto due = timers_.nextDeadline(); due && *due <= target; due = timers_.nextDeadline()) {
+        monotonic_ = std::max(monotonic_, *due);
+        (*timers_.popDue(monotonic_))();
         runUntilIdle();
     }
     monotonic_ = target;

@@ -16,11 +16,11 @@ public:
     ~ManualExecutor() override;
 
     void post(std::function<void()> work) override;
-    TimerId scheduleAfter(Duration delay, std::function<void()> work) override;
-    void cancelTimer(TimerId timer) override;
-    WallTime now() const override {
-        return wallStart_ + (monotonic_ - monotonicStart_) + wallShift_;
+    TimerId scheduleAfter(Duration delay, std::function<void()> work) override {
+        return timers_.add(monotonic_ + std::max(delay, Duration::zero()), std::move(work));
     }
+    void cancelTimer(TimerId timer) override { timers_.cancel(timer); }
+    WallTime now() const override { return wallStart_ + (monotonic_ - monotonicStart); }
     MonotonicTime monotonicNow() const override { return monotonic_; }
 
     // Runs queued work, and work that it queues, until none is left. Timers do not fire.
@@ -29,19 +29,17 @@ public:
     // and running the work each one queues before the next fires.
     void advance(Duration duration);
     // Moves the wall clock alone, as a user changing the date would.
-    void shiftWallClock(Duration shift) { wallShift_ += shift; }
+    void shiftWallClock(Duration shift) { wallStart_ += shift; }
 
     std::size_t pendingTimerCount() const { return timers_.size(); }
-    std::size_t queuedWorkCount() const;
 
 private:
     mutable std::mutex mutex_;
     std::deque<std::function<void()>> ready_;
     TimerQueue timers_;
-    MonotonicTime monotonicStart_;
-    MonotonicTime monotonic_;
+    static constexpr MonotonicTime monotonicStart = MonotonicTime{} + std::chrono::hours{1};
+    MonotonicTime monotonic_ = monotonicStart;
     WallTime wallStart_;
-    Duration wallShift_{};
 };
 
 } // namespace kestrelle::test

@@ -13,11 +13,10 @@ public:
 
     std::size_t runAll() {
         std::size_t count = 0;
-        while (!pending_.empty()) {
+        for (; !pending_.empty(); ++count) {
             auto work = std::move(pending_.front());
             pending_.pop_front();
             work();
-            ++count;
         }
         return count;
     }

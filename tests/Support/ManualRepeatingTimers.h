@@ -1,55 +1,33 @@
 #pragma once
 
+#include "Runtime/Cancellation.h"
+#include "Runtime/TaskHandle.h"
 #include "Support/ManualExecutor.h"
 #include "System/RepeatingTimerScheduling.h"
 
-#include <memory>
-#include <optional>
-#include <vector>
-
 namespace kestrelle::test {
 
-// Repeating timers in the manual executor's virtual time, ignoring tolerance but recording it.
+// Repeating timers in the manual executor's virtual time, ignoring tolerance; counts the timers
+// scheduled.
 class ManualRepeatingTimers final : public RepeatingTimerScheduling {
 public:
-    struct Request {
-        Duration interval;
-        Duration tolerance;
-    };
-
     explicit ManualRepeatingTimers(ManualExecutor& executor) : executor_(executor) {}
 
-    Subscription scheduleRepeating(Duration interval, Duration tolerance,
+    Subscription scheduleRepeating(Duration interval, Duration,
                                    std::function<void()> tick) override {
-        requests.push_back({interval, tolerance});
-        auto timer = std::make_shared<Timer>(Timer{executor_, interval, std::move(tick), {}});
-        arm(timer);
-        return Subscription([timer] {
-            if (timer->pending) {
-                timer->executor.cancelTimer(*timer->pending);
-                timer->pending.reset();
-            }
-        });
+        ++scheduled;
+        auto ticking = spawn(executor_, repeat(interval, std::move(tick)));
+        return Subscription([ticking] { ticking.cancel(); });
     }
 
-    std::vector<Request> requests;
+    int scheduled = 0;
 
 private:
-    struct Timer {
-        ManualExecutor& executor;
-        Duration interval;
-        std::function<void()> tick;
-        std::optional<TimerId> pending;
-    };
-
-    static void arm(const std::shared_ptr<Timer>& timer) {
-        timer->pending =
-            timer->executor.scheduleAfter(timer->interval, [weak = std::weak_ptr<Timer>(timer)] {
-                if (auto timer = weak.lock(); timer && timer->pending) {
-                    arm(timer);
-                    timer->tick();
-                }
-            });
+    static Task<void> repeat(Duration interval, std::function<void()> tick) {
+        for (;;) {
+            co_await sleepFor(interval);
+            tick();
+        }
     }
 
     ManualExecutor& executor_;

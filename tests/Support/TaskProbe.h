@@ -3,9 +3,9 @@
 #include "Runtime/TaskHandle.h"
 
 #include <exception>
-#include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <type_traits>
 #include <variant>
 
@@ -21,39 +21,31 @@ public:
         : state_(std::make_shared<State>()),
           handle_(spawn(executor, record(std::move(task), state_))) {}
 
-    bool finished() const { return state_->finished; }
-    bool succeeded() const { return state_->finished && !state_->error; }
+    bool finished() const { return state_->value || state_->error; }
+    bool succeeded() const { return state_->value.has_value(); }
     void cancel() const { handle_.cancel(); }
     const TaskHandle& handle() const { return handle_; }
+    std::exception_ptr error() const { return state_->error; }
 
-    // The result; fails the test and throws when the task did not return one.
-    Stored& value() {
-        if (!state_->value) {
-            ADD_FAILURE() << "the task has not returned a value";
-            throw std::logic_error("no value");
-        }
-        return *state_->value;
-    }
+    // The result; throws when the task did not return one.
+    Stored& value() { return state_->value.value(); }
 
     // Whether the task ended by throwing an E.
     template <class E>
     bool threw() const {
-        if (!state_->error) {
-            return false;
-        }
         try {
-            std::rethrow_exception(state_->error);
+            if (state_->error) {
+                std::rethrow_exception(state_->error);
+            }
         } catch (const E&) {
             return true;
         } catch (...) {
-            return false;
         }
+        return false;
     }
-    std::exception_ptr error() const { return state_->error; }
 
 private:
     struct State {
-        bool finished = false;
         std::optional<Stored> value;
         std::exception_ptr error;
     };
@@ -69,7 +61,6 @@ private:
         } catch (...) {
             state->error = std::current_exception();
         }
-        state->finished = true;
     }
 
     std::shared_ptr<State> state_;
@@ -82,8 +73,7 @@ T runTask(Executor& executor, Task<T> task) {
     TaskProbe<T> probe(executor, std::move(task));
     executor.runUntilIdle();
     if (!probe.finished()) {
-        ADD_FAILURE() << "the task is still suspended";
-        throw std::logic_error("task suspended");
+        throw std::logic_error("runTask: the task is still suspended");
     }
     if (probe.error()) {
         std::rethrow_exception(probe.error());

@@ -4,8 +4,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
-#include <sstream>
 #include <string>
 
 namespace kestrelle::test {
@@ -34,9 +34,7 @@ public:
     }
     static std::string read(const std::filesystem::path& file) {
         std::ifstream stream(file, std::ios::binary);
-        std::ostringstream bytes;
-        bytes << stream.rdbuf();
-        return std::move(bytes).str();
+        return {std::istreambuf_iterator<char>(stream), {}};
     }
     static std::set<std::string> names(const std::filesystem::path& directory) {
         std::set<std::string> names;

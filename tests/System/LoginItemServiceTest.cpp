@@ -14,14 +14,12 @@ namespace kestrelle {
 namespace {
 
 using System = LoginItemSystemService;
-using State = LoginItemState;
 
 class LoginItemServiceTest : public ::testing::Test {
 protected:
     // Starts a request and runs it up to the platform call.
-    std::unique_ptr<test::TaskProbe<void>> toggle(bool enabled) {
-        auto probe =
-            std::make_unique<test::TaskProbe<void>>(executor, service->setEnabled(enabled));
+    test::TaskProbe<void> toggle(bool enabled) {
+        test::TaskProbe<void> probe(executor, service->setEnabled(enabled));
         executor.runUntilIdle();
         return probe;
     }
@@ -41,61 +39,56 @@ protected:
 TEST_F(LoginItemServiceTest, AFailureIsKeptOnlyWhileTheStateDoesNotShowTheRequestTookEffect) {
     // requested enabled, status afterwards, failure kept
     const std::vector<std::tuple<bool, std::int64_t, bool>> cases{
-        {true, System::statusEnabled, false},        {true, System::statusRequiresApproval, false},
-        {true, System::statusNotRegistered, true},   {true, System::statusNotFound, true},
         {false, System::statusNotRegistered, false}, {false, System::statusNotFound, false},
         {false, System::statusEnabled, true},        {false, System::statusRequiresApproval, true},
+        {true, System::statusEnabled, false},        {true, System::statusRequiresApproval, false},
+        {true, System::statusNotRegistered, true},   {true, System::statusNotFound, true},
     };
     for (const auto& [enabled, statusAfter, kept] : cases) {
+        SCOPED_TRACE(testing::Message() << enabled << " " << statusAfter);
         auto request = toggle(enabled);
         complete(statusAfter, "Not permitted.");
-        ASSERT_TRUE(request->succeeded());
+        ASSERT_TRUE(request.succeeded());
         EXPECT_EQ(service->state(), LoginItemService::stateFor(statusAfter));
         EXPECT_FALSE(service->isBusy());
         EXPECT_EQ(service->failure(),
                   kept ? std::optional(LoginItemFailure{
                              LoginItemService::failureMessage("Not permitted.", enabled), enabled})
-                       : std::nullopt)
-            << enabled << " " << statusAfter;
+                       : std::nullopt);
     }
     EXPECT_EQ(logs.records().size(), cases.size()) << "every platform failure is logged";
-}
 
-TEST_F(LoginItemServiceTest, ApprovingInSystemSettingsShowsOnReturnAndClearsTheFailure) {
+    // Approving in System Settings shows on return to the app and clears the last failure.
     service->beginMonitoring();
     service->beginMonitoring();
-    auto request = toggle(true);
-    complete(System::statusNotRegistered, "Not permitted.");
-    ASSERT_TRUE(service->failure());
-
     system->currentStatus = System::statusEnabled;
     activations.activate();
-    EXPECT_EQ(service->state(), State::enabled);
+    EXPECT_EQ(service->state(), LoginItemState::enabled);
     EXPECT_FALSE(service->failure());
 }
 
-TEST_F(LoginItemServiceTest, ASecondToggleWhileARequestRunsIsIgnored) {
+TEST_F(LoginItemServiceTest, ASecondToggleWhileARequestRunsAndALateCompletionAreIgnored) {
     std::vector<bool> busy;
     auto subscription = service->subscribeBusy([&](bool value) { busy.push_back(value); });
     auto first = toggle(false);
-    auto second = toggle(true);
-    EXPECT_TRUE(second->succeeded());
+    EXPECT_TRUE(toggle(true).succeeded());
     EXPECT_EQ(system->unregisterCount + system->registerCount, 1);
-
-    complete(System::statusNotRegistered);
-    EXPECT_TRUE(first->succeeded());
+    complete(System::statusEnabled, "Not permitted.");
+    EXPECT_TRUE(first.succeeded());
     EXPECT_EQ(busy, (std::vector{false, true, false}));
-    EXPECT_TRUE(logs.records().empty());
-}
+    // A new request clears the last failure, which the state alone would have kept.
+    toggle(true);
+    EXPECT_FALSE(service->failure());
+    complete(System::statusEnabled);
 
-TEST_F(LoginItemServiceTest, AReleasedServiceIgnoresALateCompletionAndActivations) {
+    // Once the service is released nothing reaches it.
     service->beginMonitoring();
     auto request = toggle(true);
     service.reset();
     complete(System::statusEnabled, "Late.");
     activations.activate();
-    EXPECT_TRUE(request->succeeded());
-    EXPECT_TRUE(logs.records().empty());
+    EXPECT_TRUE(request.succeeded());
+    EXPECT_EQ(logs.records().size(), 1U);
 }
 
 } // namespace
