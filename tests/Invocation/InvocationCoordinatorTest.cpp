@@ -280,8 +280,6 @@ TEST_F(InvocationCoordinatorTest, AnotherApplicationEndsThePromptAndThePicker) {
               {editorPid, std::nullopt, false},
               {43, std::nullopt, false},
               {5, "com.apple.CoreAuthUI", false},
-              {6, "com.apple.coreauthd", false},
-              {7, "com.apple.LocalAuthentication.UIAgent", false},
               {8, "COM.APPLE.SECURITYAGENT", false},
               {std::nullopt, "com.apple.CoreAuthUI", false},
               {9, "com.apple.securityagent.helper", true},
@@ -339,7 +337,6 @@ TEST_F(InvocationCoordinatorTest, TheFieldGetsSeparateBudgetsToComeBackAfterTheP
     };
     const std::vector<std::tuple<const char*, std::function<Frontmost(int)>, int>> cases{
         {"another application", switching(0, {}, other), 20},
-        {"nobody", switching(0, {}, std::nullopt), 20},
         {"an unnamed application", switching(0, {}, FrontmostApplication{otherPid, {}}), 20},
         {"the prompt", switching(0, {}, prompt), 40},
         {"this app", switching(0, {}, FrontmostApplication{ownPid, {}}), 40},
@@ -424,8 +421,6 @@ TEST_F(InvocationCoordinatorTest, DeliveryFailuresAreShownAndLeaveNothingBehind)
          [&] { return keyboard.heldChecks = 1000, fails(Kind::modifiersHeld); }},
         {"invalid UTF-8 typed", false, true,
          [&] { return stored = test::secretBytes("\xC0\xAF"), fails(Kind::invalidUTF8); }},
-        {"invalid UTF-8 copied", true, true,
-         [&] { return stored = test::secretBytes("\xED\xA0\x80"), fails(Kind::invalidUTF8); }},
         {"unreadable catalog", false, false,
          [&] {
              catalog.duringRead = [] { throw KestrelleError("The catalog is unreadable."); };

@@ -355,16 +355,6 @@ TEST_F(SecurePasswordServiceTest, EachChangeCommitsOrUndoesItsKeychainStep) {
             EXPECT_TRUE(factory.last().invalidated);
         }
     }
-    // An add never stores over an item it finds, and a replacement needs one.
-    storeItem("old");
-    EXPECT_EQ(change(Operation::addSecret(entry)), SecretStoreError::duplicateItem().description());
-    EXPECT_TRUE(itemIs("old"));
-    prepare(Operation::addSecret(entry));
-    EXPECT_EQ(change(Operation::replaceSecret(entry)),
-              SecretStoreError::itemNotFound().description());
-    EXPECT_TRUE(itemIs(std::nullopt));
-    EXPECT_EQ(commits, 0);
-
     // When the undo fails as well, both failures are reported.
     keychain.statusMessages[-25291] = "No keychain is available.";
     keychain.script({});           // the create succeeds

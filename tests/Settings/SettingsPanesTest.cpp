@@ -1,5 +1,4 @@
 #include "Settings/PasswordsPanePresentation.h"
-#include "Settings/SettingsPane.h"
 
 #include <gtest/gtest.h>
 
@@ -30,11 +29,6 @@ TEST(PasswordsPaneTest, RowsKeepTheirOrderAndEnableWhatCanBeDone) {
     const auto empty = PasswordsPanePresentation::make({}, touchID, std::nullopt, false);
     EXPECT_TRUE(empty.showsEmptyState());
     EXPECT_EQ(empty.error, std::nullopt);
-}
-
-TEST(SettingsPaneTest, WithoutAccessibilityThePaneThatGrantsItComesFirst) {
-    EXPECT_EQ(firstSettingsPane(false), SettingsPane::general);
-    EXPECT_EQ(firstSettingsPane(true), SettingsPane::passwords);
 }
 
 } // namespace
