@@ -125,8 +125,6 @@ TEST_F(PasswordPickerTest, KeysChooseMoveAndDismiss) {
         {10, {Key{Command::returnKey, "7"}}, {"select 6 type"}},
         {10, {Key{Command::keypadEnterKey, std::nullopt}}, {"select 0 type"}},
         {10, {downKey, Key{Command::returnKey, "\r", Flags::command}}, {"select 1 copy"}},
-        {10, {Key{Command::keypadEnterKey, "\x03", Flags::command}}, {"select 0 copy"}},
-        {10, {Key{Command::escapeKey, "\x1b", capsLock}}, {"dismiss"}},
         {10, {Key{Command::downArrowKey, "", capsLock | function}, returnKey}, {"select 1 type"}},
         {3, {upKey, returnKey}, {"select 0 type"}},
         {3, {downKey, downKey, downKey, returnKey}, {"select 2 type"}},

@@ -18,10 +18,8 @@ TEST(PasswordsPaneTest, RowsKeepTheirOrderAndEnableWhatCanBeDone) {
             SCOPED_TRACE(testing::Message() << "busy: " << busy << ", row " << index);
             const auto& row = pane.rows[index];
             EXPECT_EQ(row.entry, snapshot.entries[index]);
-            EXPECT_EQ(row.canMoveUp, !busy && index != 0);
-            EXPECT_EQ(row.canMoveDown, !busy && index != 2);
-            EXPECT_EQ(row.canEdit, !busy);
-            EXPECT_EQ(row.canDelete, !busy);
+            EXPECT_EQ(std::tuple(row.canMoveUp, row.canMoveDown, row.canEdit, row.canDelete),
+                      std::tuple(!busy && index != 0, !busy && index != 2, !busy, !busy));
         }
         EXPECT_NE(pane.rows[0].badge, pane.rows[1].badge);
         EXPECT_EQ(pane.error->text, "Failed.");

@@ -229,20 +229,5 @@ TEST_F(SettingsViewModelTest, ACancelledPromptKeepsTheEditorOpenWithTheMessage) 
     EXPECT_TRUE(results.back().isSaved());
 }
 
-TEST_F(SettingsViewModelTest, AMissingPasswordOpensARepairThatMayOnlyRename) {
-    keychain.items.erase({store.service(), mail.toString()});
-    refreshed();
-    model->beginEdit(row(0));
-    model->editorModel()->setLabel("Home");
-    model->editorModel()->submit();
-    executor.runUntilIdle();
-    EXPECT_EQ(labels(), (Labels{"Home", "Bank"}));
-    EXPECT_EQ(row(0).secretState, EntrySecretState::missing);
-
-    save("fresh", 0);
-    EXPECT_TRUE(itemHolds(mail, "fresh"));
-    EXPECT_EQ(row(0).secretState, EntrySecretState::available);
-}
-
 } // namespace
 } // namespace kestrelle
