@@ -79,12 +79,11 @@ protected:
 
     test::InMemoryKeyValueStore defaults;
     Settings settings{defaults};
-    bool trusted = false;
     test::FakeSystemWorkspace workspace;
     test::FakeAppActivationNotifier activations;
     test::ManualRepeatingTimers timers{executor};
     std::shared_ptr<PermissionsManager> permissions =
-        PermissionsManager::create({[this] { return trusted; },
+        PermissionsManager::create({[] { return false; },
                                     [] {},
                                     workspace,
                                     activations,
