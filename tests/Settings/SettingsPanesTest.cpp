@@ -1,6 +1,7 @@
 #include "Settings/PasswordsPanePresentation.h"
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace kestrelle {
 namespace {
