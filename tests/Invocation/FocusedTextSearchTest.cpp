@@ -87,51 +87,10 @@ TEST_F(FocusedTextSearchTest, FindsTheOneFocusedTextFieldAtAnyDepth) {
                      FakeAccessibility::group({staticText(), FakeAccessibility::group({deep})})})),
                 deep));
 
-    // A container's own focused element is followed before its children, unless it names itself.
-    const auto chosen = focusedField();
-    const auto container = FakeAccessibility::group({focusedField(), chosen});
-    container->focusedElement = chosen;
-    EXPECT_TRUE(isFound(searchFrom(container), chosen));
-    const auto selfFocused = FakeAccessibility::group({staticText(), field});
-    selfFocused->focusedElement = selfFocused;
-    EXPECT_TRUE(isFound(searchFrom(selfFocused), field));
-    EXPECT_TRUE(logs.messages().empty());
-
     // Without a focused element there is nothing to search, and nothing to log.
     const auto application = accessibility.addApplication(43, {focusedField()});
     EXPECT_FALSE(search.focusedTextTarget(FakeAccessibility::handle(application)));
     EXPECT_TRUE(logs.messages().empty());
-
-    // A second candidate, found last, makes the search ambiguous; the tree is logged.
-    EXPECT_FALSE(searchFrom(FakeAccessibility::group(
-        {focusedField(), FakeAccessibility::node(std::nullopt, {focusedField("AXComboBox")})})));
-    EXPECT_EQ(logs.records().size(), 1U);
-}
-
-TEST_F(FocusedTextSearchTest, TruncatedSearchesAndDescriptionsGiveNoGuess) {
-    const auto containerWith = [](std::size_t leaves, const FakeNode& last) {
-        std::vector<FakeNode> children(leaves);
-        std::generate(children.begin(), children.end(), staticText);
-        children.push_back(last);
-        return FakeAccessibility::group(std::move(children));
-    };
-    // 255 nodes leave one unit of the budget; with 256 the field is the budget's last node.
-    const auto field = focusedField();
-    EXPECT_TRUE(isFound(searchFrom(containerWith(253, field)), field));
-    EXPECT_FALSE(searchFrom(containerWith(254, focusedField())));
-
-    const auto unreached = focusedField();
-    const auto large = containerWith(300, unreached);
-    EXPECT_FALSE(searchFrom(large));
-    EXPECT_EQ(unreached->reads, 0);
-    EXPECT_EQ(std::ranges::count_if(large->children, [](const auto& node) { return node->reads; }),
-              255);
-
-    // Describing the tree for the log reads 32 nodes at most: the group and 31 of its fields.
-    std::vector<FakeNode> fields(40);
-    std::generate(fields.begin(), fields.end(), FakeAccessibility::textField);
-    search.targetTreeDescription(FakeAccessibility::handle(FakeAccessibility::group(fields)));
-    EXPECT_EQ(std::ranges::count_if(fields, [](const auto& node) { return node->reads; }), 31);
 }
 
 } // namespace

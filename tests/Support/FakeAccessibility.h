@@ -74,9 +74,6 @@ public:
     std::size_t observerCount() const { return observers_.size(); }
 
     bool trusted = true;
-    AccessibilityStatus observerCreationStatus = 0;
-    bool observerCreationGivesNothing = false;
-    AccessibilityStatus addNotificationStatus = 0;
     // Reads of an element that no timeout bounds.
     int unboundedReads = 0;
 
@@ -118,9 +115,6 @@ public:
     }
     ObserverCreation createObserver(std::int32_t pid,
                                     std::function<void()> onNotification) override {
-        if (observerCreationStatus != 0 || observerCreationGivesNothing) {
-            return {observerCreationStatus, nullptr};
-        }
         return {0, std::make_unique<Observer>(*this, pid, std::move(onNotification))};
     }
 
@@ -136,7 +130,7 @@ private:
             if (notification == accessibilityName::focusedElementChanged) {
                 watched.push_back(element.object());
             }
-            return owner.addNotificationStatus;
+            return 0;
         }
         void startDelivery() override { delivering = true; }
 

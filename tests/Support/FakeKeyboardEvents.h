@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <ostream>
+#include <ranges>
 #include <string_view>
 #include <vector>
 
@@ -50,7 +51,6 @@ public:
     bool failSourceCreation = false;
     // The event creation, counted from 1, that gives nothing.
     int failingEventCreation = 0;
-    int eventsMade = 0;
     std::vector<Posted> posted;
     // Runs after each post, to act between the events of an insertion.
     std::function<void(const Posted&)> afterPost;
@@ -58,19 +58,15 @@ public:
     // The number of units each key-down event carried, in order, and all those units.
     std::vector<std::size_t> chunkSizes() const {
         std::vector<std::size_t> sizes;
-        for (const auto& event : posted) {
-            if (event.keyDown) {
-                sizes.push_back(event.units.size());
-            }
+        for (const auto& event : posted | std::views::filter(&Posted::keyDown)) {
+            sizes.push_back(event.units.size());
         }
         return sizes;
     }
     WipingVector<char16_t> typedUnits() const {
         WipingVector<char16_t> all;
-        for (const auto& event : posted) {
-            if (event.keyDown) {
-                all.insert(all.end(), event.units.begin(), event.units.end());
-            }
+        for (const auto& event : posted | std::views::filter(&Posted::keyDown)) {
+            all.insert(all.end(), event.units.begin(), event.units.end());
         }
         return all;
     }
@@ -83,7 +79,7 @@ public:
     }
     std::optional<Event> makeKeyEvent(const Source&, std::uint16_t virtualKey,
                                       bool keyDown) override {
-        if (++eventsMade == failingEventCreation) {
+        if (++eventsMade_ == failingEventCreation) {
             return std::nullopt;
         }
         auto event = std::make_shared<Posted>();
@@ -110,6 +106,7 @@ private:
     }
 
     const Executor* clock_;
+    int eventsMade_ = 0;
 };
 
 } // namespace kestrelle::test
