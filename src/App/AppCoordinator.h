@@ -13,6 +13,7 @@
 #include "Invocation/PasswordClipboard.h"
 #include "Preferences/KeyValueStore.h"
 #include "Preferences/Settings.h"
+#include "Runtime/PlatformTraits.h"
 #include "Runtime/SerialQueue.h"
 #include "Security/BiometricContextCreating.h"
 #include "Security/SecurePasswordService.h"
@@ -74,6 +75,7 @@ public:
         SettingsWindowController::WindowFactory makeSettingsWindow;
         SoftwareUpdater& updater;
         std::function<void()> terminate;
+        PlatformTraits traits = PlatformTraits::macOS();
     };
 
     static std::shared_ptr<AppCoordinator> create(Platform& platform);
