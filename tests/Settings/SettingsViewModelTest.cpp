@@ -71,9 +71,7 @@ protected:
     const SettingsEntry& row(std::size_t index) const {
         return model->snapshot().entries.at(index);
     }
-    static Task<void> noInvocation() { co_return; }
-
-    PasswordSettingsService passwords{repository, securePasswords, &noInvocation};
+    PasswordSettingsService passwords{repository, securePasswords, [] {}};
     const std::string loadFailure = std::string(SettingsViewModel::loadFailurePrefix) + writeError;
 
     test::InMemoryKeyValueStore defaults;
@@ -88,10 +86,8 @@ protected:
                                     activations,
                                     timers,
                                     {"/Applications/Kestrelle.app", std::nullopt}});
-    std::shared_ptr<test::FakeLoginItemSystem> loginSystem =
-        std::make_shared<test::FakeLoginItemSystem>();
     std::shared_ptr<LoginItemService> loginItem =
-        LoginItemService::create(loginSystem, activations);
+        LoginItemService::create(std::make_shared<test::FakeLoginItemSystem>(), activations);
 
     const Uuid mail = Uuid::random();
     const Uuid bank = Uuid::random();
@@ -189,42 +185,38 @@ TEST_F(SettingsViewModelTest, TheModelMayGoWhileItsChangesAreOutstanding) {
     EXPECT_FALSE(editor->isSaving());
 }
 
-TEST_F(SettingsViewModelTest, ClosingSettingsEndsEveryApprovalAndFormButAStillReportsItsSave) {
-    test::runTask(executor, securePasswords.beginInvocation(Uuid::random()));
-    ASSERT_TRUE(securePasswords.hasReusableCredential());
-    const auto editor = save("new", 0, Outcome::hold);
-    model->requestDelete(row(1));
-
-    model->clearTransientForms();
-    EXPECT_EQ(model->editor(), std::nullopt);
-    EXPECT_EQ(model->editorModel(), nullptr);
-    EXPECT_TRUE(editor->isPasswordEmpty());
-    EXPECT_EQ(model->deleteCandidate(), std::nullopt);
-    EXPECT_FALSE(securePasswords.hasReusableCredential());
-    executor.runUntilIdle();
-    EXPECT_EQ(results, Results{EntryEditorSaveResult::failed(cancelled)});
-    EXPECT_TRUE(itemHolds(mail, "pw"));
-}
-
-TEST_F(SettingsViewModelTest, ACancelledPromptKeepsTheEditorOpenWithTheMessage) {
+TEST_F(SettingsViewModelTest, AFailedSaveKeepsItsEditorButClosingSettingsEndsEveryForm) {
     const auto editor = save(" s3cret ", std::nullopt, Outcome::hold);
     EXPECT_TRUE(editor->isSaving());
     editor->cancel();
     EXPECT_NE(model->editor(), std::nullopt) << "a running save cannot be cancelled";
-
     factory.last().failPrompt(BiometricErrorCode::userCancel);
     executor.runUntilIdle();
     EXPECT_EQ(labels(), (Labels{"Mail", "Bank"}));
     EXPECT_EQ(model->editorModel(), editor);
     EXPECT_EQ(editor->footerMessage()->text, cancelled);
-    EXPECT_EQ(results, Results{EntryEditorSaveResult::failed(cancelled)});
-
     factory.outcome = Outcome::approve;
     editor->submit();
     executor.runUntilIdle();
     EXPECT_EQ(model->editor(), std::nullopt);
     EXPECT_TRUE(itemHolds(row(2).id, " s3cret ")) << "saved as typed, untrimmed";
-    EXPECT_TRUE(results.back().isSaved());
+
+    // Closing ends the approvals, the editor (wiped) and the confirmation; a running save still
+    // reports to its editor.
+    test::runTask(executor, securePasswords.beginInvocation(Uuid::random()));
+    ASSERT_TRUE(securePasswords.hasReusableCredential());
+    const auto renaming = save("new", 0, Outcome::hold);
+    model->requestDelete(row(1));
+    model->clearTransientForms();
+    EXPECT_EQ(model->editor(), std::nullopt);
+    EXPECT_EQ(model->editorModel(), nullptr);
+    EXPECT_TRUE(renaming->isPasswordEmpty());
+    EXPECT_EQ(model->deleteCandidate(), std::nullopt);
+    EXPECT_FALSE(securePasswords.hasReusableCredential());
+    executor.runUntilIdle();
+    const auto failed = EntryEditorSaveResult::failed(cancelled);
+    EXPECT_EQ(results, (Results{failed, EntryEditorSaveResult::saved(), failed}));
+    EXPECT_TRUE(itemHolds(mail, "pw"));
 }
 
 } // namespace
