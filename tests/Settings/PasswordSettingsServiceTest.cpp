@@ -144,7 +144,7 @@ protected:
     const Uuid entry = Uuid::random();
 };
 
-TEST_F(PasswordSettingsServiceTest, BadInputNeverPromptsNorReachesTheKeychain) {
+TEST_F(PasswordSettingsServiceTest, BadInputNeverPromptsAndAnAddEndsTheInvocationFirst) {
     seed({{entry, "Mail"}});
     EXPECT_EQ(failure(service.add(" \n", "pw")), blankLabel);
     EXPECT_EQ(failure(service.add("Bank", "line\n")), controlCharacter);
@@ -157,25 +157,22 @@ TEST_F(PasswordSettingsServiceTest, BadInputNeverPromptsNorReachesTheKeychain) {
     EXPECT_TRUE(promptsWhenInvocationsCancelled.empty());
     EXPECT_TRUE(keychain.received.empty());
     EXPECT_EQ(writer->attempts, 0);
-}
 
-// The catalog write gets three attempts; after the third failure the Keychain step is undone.
-TEST_F(PasswordSettingsServiceTest, AddEndsTheInvocationThenPromptsAndStoresBothHalves) {
-    run(service.add("  Mail  ", " s3cret "));
-    const auto mail = run(repository.load()).orderedEntries.at(0);
-    EXPECT_EQ(mail.label, "Mail");
-    EXPECT_TRUE(itemHolds(mail.id(), " s3cret "));
+    run(service.add("  Bank  ", " s3cret "));
+    const auto bank = run(repository.load()).orderedEntries.at(1);
+    EXPECT_EQ(bank.label, "Bank");
+    EXPECT_TRUE(itemHolds(bank.id(), " s3cret "));
     EXPECT_EQ(promptsWhenInvocationsCancelled, std::vector<std::size_t>{0});
     EXPECT_EQ(factory.made.size(), 1U);
-
+    // The catalog write gets three attempts; after the third failure the Keychain step is undone.
     writer->failures = 2;
-    run(service.add("Bank", "two"));
+    run(service.add("Home", "two"));
     EXPECT_EQ(writer->attempts, 4);
     writer->failures = 3;
-    EXPECT_EQ(failure(service.add("Home", "three")), writeError);
+    EXPECT_EQ(failure(service.add("Work", "three")), writeError);
     EXPECT_EQ(keychain.items.size(), 2U) << "the new item is deleted again";
-    EXPECT_EQ(labelsOnDisk(), (Labels{"Mail", "Bank"}));
-    EXPECT_EQ(run(service.snapshot()).entries.size(), 2U);
+    EXPECT_EQ(labelsOnDisk(), (Labels{"Mail", "Bank", "Home"}));
+    EXPECT_EQ(run(service.snapshot()).entries.size(), 3U);
 }
 
 TEST_F(PasswordSettingsServiceTest, SnapshotStatesNeverPromptAndMissingStaysMissing) {
