@@ -2,6 +2,7 @@
 
 #include "Security/BiometricAuthenticationError.h"
 #include "Settings/PasswordSettingsError.h"
+#include "Settings/PasswordValidationError.h"
 #include "Support/FakeAppActivationNotifier.h"
 #include "Support/FakeLoginItemSystem.h"
 #include "Support/FakeSystemWorkspace.h"
@@ -11,6 +12,8 @@
 #include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
+#include <ranges>
+#include <tuple>
 
 namespace kestrelle {
 namespace {
@@ -63,18 +66,14 @@ protected:
         return editor;
     }
     Labels labels() const {
-        Labels labels;
-        for (const auto& entry : model->snapshot().entries) {
-            labels.push_back(entry.label);
-        }
-        return labels;
+        const auto labels =
+            model->snapshot().entries | std::views::transform(&SettingsEntry::label);
+        return {labels.begin(), labels.end()};
     }
     const SettingsEntry& row(std::size_t index) const {
         return model->snapshot().entries.at(index);
     }
-    static Task<void> noInvocation() { co_return; }
-
-    PasswordSettingsService passwords{repository, securePasswords, &noInvocation};
+    PasswordSettingsService passwords{repository, securePasswords, [] {}};
     const std::string loadFailure = std::string(SettingsViewModel::loadFailurePrefix) + writeError;
 
     test::InMemoryKeyValueStore defaults;
@@ -89,10 +88,8 @@ protected:
                                     activations,
                                     timers,
                                     {"/Applications/Kestrelle.app", std::nullopt}});
-    std::shared_ptr<test::FakeLoginItemSystem> loginSystem =
-        std::make_shared<test::FakeLoginItemSystem>();
     std::shared_ptr<LoginItemService> loginItem =
-        LoginItemService::create(loginSystem, activations);
+        LoginItemService::create(std::make_shared<test::FakeLoginItemSystem>(), activations);
 
     const Uuid mail = Uuid::random();
     const Uuid bank = Uuid::random();
@@ -134,6 +131,7 @@ TEST_F(SettingsViewModelTest, ADeleteClosesItsConfirmationFirstAndItsSuccessClea
     EXPECT_FALSE(factory.last().isPromptUp());
     executor.runUntilIdle();
     EXPECT_TRUE(model->isBusy());
+    EXPECT_FALSE(model->passwordsPane().rows.at(1).canEdit) << "the rows wait for the change";
     // Refused while the delete waits; the delete's success ends that report.
     model->move(row(1), -1);
     executor.runUntilIdle();
@@ -146,7 +144,7 @@ TEST_F(SettingsViewModelTest, ADeleteClosesItsConfirmationFirstAndItsSuccessClea
     EXPECT_EQ(model->errorMessage(), std::nullopt);
 }
 
-TEST_F(SettingsViewModelTest, NothingReportedToAClosedWindowReachesTheNextOpening) {
+TEST_F(SettingsViewModelTest, NeitherAClosedWindowsReportsNorAnOlderLoadReachTheLine) {
     // A change that closing Settings cancelled.
     deleteFirst(Outcome::hold);
     model->clearTransientForms();
@@ -163,16 +161,15 @@ TEST_F(SettingsViewModelTest, NothingReportedToAClosedWindowReachesTheNextOpenin
     model->clearTransientForms();
     executor.runUntilIdle();
     EXPECT_EQ(model->errorMessage(), std::nullopt);
-
     refreshed();
     EXPECT_EQ(labels(), Labels{"Bank"});
     EXPECT_EQ(model->errorMessage(), std::nullopt);
-}
 
-TEST_F(SettingsViewModelTest, AnOlderLoadNeverOverwritesANewerOne) {
-    deleteFirst(Outcome::hold);
     // The delete's writes fail, then the reload after it fails at once; the load started here
-    // before them ends last.
+    // before them checks three passwords, so it ends last, and succeeds.
+    save("pw");
+    save("pw");
+    deleteFirst(Outcome::hold);
     writer->failures = 6;
     factory.last().approvePrompt();
     model->refresh();
@@ -190,42 +187,81 @@ TEST_F(SettingsViewModelTest, TheModelMayGoWhileItsChangesAreOutstanding) {
     EXPECT_FALSE(editor->isSaving());
 }
 
-TEST_F(SettingsViewModelTest, ClosingSettingsEndsEveryApprovalAndFormButAStillReportsItsSave) {
-    test::runTask(executor, securePasswords.beginInvocation(Uuid::random()));
-    ASSERT_TRUE(securePasswords.hasReusableCredential());
-    const auto editor = save("new", 0, Outcome::hold);
-    model->requestDelete(row(1));
-
-    model->clearTransientForms();
-    EXPECT_EQ(model->editor(), std::nullopt);
-    EXPECT_EQ(model->editorModel(), nullptr);
-    EXPECT_TRUE(editor->isPasswordEmpty());
-    EXPECT_EQ(model->deleteCandidate(), std::nullopt);
-    EXPECT_FALSE(securePasswords.hasReusableCredential());
-    executor.runUntilIdle();
-    EXPECT_EQ(results, Results{EntryEditorSaveResult::failed(cancelled)});
-    EXPECT_TRUE(itemHolds(mail, "pw"));
-}
-
-TEST_F(SettingsViewModelTest, ACancelledPromptKeepsTheEditorOpenWithTheMessage) {
+TEST_F(SettingsViewModelTest, AFailedSaveKeepsItsEditorButClosingSettingsEndsEveryForm) {
     const auto editor = save(" s3cret ", std::nullopt, Outcome::hold);
     EXPECT_TRUE(editor->isSaving());
     editor->cancel();
     EXPECT_NE(model->editor(), std::nullopt) << "a running save cannot be cancelled";
-
     factory.last().failPrompt(BiometricErrorCode::userCancel);
     executor.runUntilIdle();
     EXPECT_EQ(labels(), (Labels{"Mail", "Bank"}));
     EXPECT_EQ(model->editorModel(), editor);
     EXPECT_EQ(editor->footerMessage()->text, cancelled);
-    EXPECT_EQ(results, Results{EntryEditorSaveResult::failed(cancelled)});
-
     factory.outcome = Outcome::approve;
     editor->submit();
     executor.runUntilIdle();
     EXPECT_EQ(model->editor(), std::nullopt);
     EXPECT_TRUE(itemHolds(row(2).id, " s3cret ")) << "saved as typed, untrimmed";
-    EXPECT_TRUE(results.back().isSaved());
+
+    // Closing ends the approvals, the editor (wiped) and the confirmation; a running save still
+    // reports to its editor.
+    test::runTask(executor, securePasswords.beginInvocation(Uuid::random()));
+    ASSERT_TRUE(securePasswords.hasReusableCredential());
+    const auto renaming = save("new", 0, Outcome::hold);
+    model->requestDelete(row(1));
+    model->clearTransientForms();
+    EXPECT_EQ(model->editor(), std::nullopt);
+    EXPECT_EQ(model->editorModel(), nullptr);
+    EXPECT_TRUE(renaming->isPasswordEmpty());
+    EXPECT_EQ(model->deleteCandidate(), std::nullopt);
+    EXPECT_FALSE(securePasswords.hasReusableCredential());
+    executor.runUntilIdle();
+    const auto failed = EntryEditorSaveResult::failed(cancelled);
+    EXPECT_EQ(results, (Results{failed, EntryEditorSaveResult::saved(), failed}));
+    EXPECT_TRUE(itemHolds(mail, "pw"));
+}
+
+// The editor alone.
+
+using Presentation = PasswordFieldPresentation;
+using Mode = EntryEditorRequest::Mode;
+
+TEST(EntryEditorModelTest, AnUnknownPasswordOpensAsSavedSoThatAnEmptyFieldOnlyRenames) {
+    const SettingsEntry entry{Uuid::random(), "Mail", EntrySecretState::unknown};
+    EXPECT_EQ(EntryEditorRequest::forEntry(entry),
+              (EntryEditorRequest{entry.id, Mode::edit(false), "Mail", Presentation::savedSecret}));
+}
+
+TEST(EntryEditorModelTest, TheFirstFailingCheckIsShownAndSaveWaitsForValidInput) {
+    const auto blankLabel = PasswordValidationError::blankLabel().description();
+    const auto emptyPassword = PasswordValidationError::emptyPassword().description();
+    const auto controlCharacter = PasswordValidationError::controlCharacter().description();
+    // An empty field keeps a saved password, or with a missing one changes only the label.
+    const std::tuple<Presentation, const char*, const char*, std::optional<std::string>> cases[] = {
+        {Presentation::newSecret, " ", "a\tb", blankLabel},
+        {Presentation::newSecret, "Mail", "", emptyPassword},
+        {Presentation::savedSecret, "Mail", "a\tb", controlCharacter},
+        {Presentation::savedSecret, "Mail", "", std::nullopt},
+        {Presentation::missingSecret, "Mail", "", std::nullopt},
+        {Presentation::replacementRequired, "Mail", "", emptyPassword},
+    };
+    test::ManualExecutor executor;
+    for (std::size_t index = 0; index < std::size(cases); ++index) {
+        SCOPED_TRACE(index);
+        const auto& [presentation, label, password, message] = cases[index];
+        const auto editor = EntryEditorModel::create(
+            {Uuid::random(), Mode::edit(false), "Mail", presentation}, executor, {}, {});
+        editor->setLabel(label);
+        editor->setPassword(password);
+        const auto footer = editor->footerMessage();
+        EXPECT_EQ(footer ? std::optional(footer->text) : std::nullopt, message);
+        EXPECT_EQ(editor->isSaveEnabled(), !message);
+        // What a screen reader hears of a typed password tells neither its length nor content.
+        editor->setPassword("x");
+        const std::string typed(editor->passwordAccessibilityValue());
+        editor->setPassword("a much longer password 😀");
+        EXPECT_EQ(editor->passwordAccessibilityValue(), typed);
+    }
 }
 
 } // namespace
