@@ -31,16 +31,12 @@ void HotkeyRecorderModel::beginRecording() {
     changed();
 }
 
-void HotkeyRecorderModel::keyDown(std::optional<Key> key, std::uint64_t modifierFlags) {
+void HotkeyRecorderModel::keyDown(std::uint32_t keyCode, std::uint64_t modifierFlags) {
     if (!recording_) {
         return;
     }
-    if (!key) {
-        error_ = std::string(unknownKeyText);
-        changed();
-        return;
-    }
-    const Hotkey captured{*key, modifierFlags & modifier::deviceIndependentMask};
+    const Hotkey captured{hotkeyKey(keyCode, settings_.keyboard()),
+                          modifierFlags & modifier::deviceIndependentMask};
     // Escape alone is the way out; with a modifier it is a shortcut like any other.
     if (captured == Hotkey{Key::escape, 0}) {
         endRecording();

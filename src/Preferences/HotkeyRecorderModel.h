@@ -34,8 +34,6 @@ public:
     static constexpr std::string_view resetTitle = "Reset";
     static constexpr std::string_view accessibilityLabel = "Keyboard shortcut";
     static constexpr std::string_view hintText = "Press a key combination. Esc cancels.";
-    static constexpr std::string_view unknownKeyText =
-        "This key cannot be part of a shortcut. Press another.";
     static constexpr double minimumButtonWidth = 118;
 
     explicit HotkeyRecorderModel(Settings& settings);
@@ -52,10 +50,10 @@ public:
 
     // The recorder button's click.
     void beginRecording();
-    // Every key press while recording, with the event's modifier flags as they come (on X11
-    // translated through Runtime/X11Key.h). The adapter names the key through its platform's
-    // table; a key none names is refused and recording goes on.
-    void keyDown(std::optional<Key> key, std::uint64_t modifierFlags);
+    // Every key press while recording: the platform's number for the key (the macOS virtual key
+    // code, the X11 keysym) and the event's modifier flags as they come (on X11 translated
+    // through Runtime/X11Key.h).
+    void keyDown(std::uint32_t keyCode, std::uint64_t modifierFlags);
     // The control lost first-responder status; the shortcut stays as it is.
     void endRecording();
     void reset();

@@ -60,9 +60,8 @@ Hotkey loadHotkey(const KeyValueStore& defaults, Hotkey::Keyboard keyboard) {
     KESTRELLE_CHECK(!keyCode->negative &&
                         keyCode->magnitude <= std::numeric_limits<std::uint32_t>::max(),
                     "Stored shortcut key code is out of range");
-    // A key code the tables do not name cannot be registered or shown.
-    auto key = keyFromPlatformCode(static_cast<std::uint32_t>(keyCode->magnitude), keyboard);
-    return key ? Hotkey{*key, modifiers->magnitude & modifier::deviceIndependentMask} : fallback;
+    return Hotkey{hotkeyKey(static_cast<std::uint32_t>(keyCode->magnitude), keyboard),
+                  modifiers->magnitude & modifier::deviceIndependentMask};
 }
 
 } // namespace

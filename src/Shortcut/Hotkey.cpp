@@ -36,25 +36,27 @@ Hotkey Hotkey::defaultShortcut(Keyboard keyboard) {
 }
 
 std::string Hotkey::displayString(Keyboard keyboard) const {
+    const auto* named = std::get_if<Key>(&key);
     std::string text;
     if (keyboard == Keyboard::mac) {
         for (const auto& row : macModifiers) {
             text += (modifiers & row.flag) ? row.name : "";
         }
-        return text.append(macGlyph(key));
+        return text.append(named ? macGlyph(*named) : "•");
     }
     for (const auto& row : x11Modifiers) {
         if (modifiers & row.flag) {
             text.append(row.name).append("+");
         }
     }
-    return text.append(x11KeyName(key));
+    return text.append(named ? x11KeyName(*named) : "•");
 }
 
 std::optional<std::string> Hotkey::validationError(Keyboard keyboard) const {
     const bool mac = keyboard == Keyboard::mac;
+    const auto* named = std::get_if<Key>(&key);
     // Shift alone does not count: Shift-A is still just typing.
-    if (isTypingKey(key) && !(modifiers & (control | option | command))) {
+    if (named && isTypingKey(*named) && !(modifiers & (control | option | command))) {
         return mac ? "Add ⌘, ⌥, or ⌃ so the shortcut does not replace normal typing."
                    : "Add Ctrl, Alt, or Super so the shortcut does not replace normal typing.";
     }
@@ -72,8 +74,22 @@ std::uint32_t platformKeyCode(Key key, Keyboard keyboard) {
     return keyboard == Keyboard::mac ? macKeyCode(key) : x11Keysym(key);
 }
 
+std::uint32_t platformKeyCode(const HotkeyKey& key, Keyboard keyboard) {
+    if (const auto* unnamed = std::get_if<UnnamedKey>(&key)) {
+        return unnamed->code;
+    }
+    return platformKeyCode(std::get<Key>(key), keyboard);
+}
+
 std::optional<Key> keyFromPlatformCode(std::uint32_t code, Keyboard keyboard) {
     return keyboard == Keyboard::mac ? keyFromMacKeyCode(code) : keyFromX11Keysym(code);
+}
+
+HotkeyKey hotkeyKey(std::uint32_t code, Keyboard keyboard) {
+    if (const auto key = keyFromPlatformCode(code, keyboard)) {
+        return *key;
+    }
+    return UnnamedKey{code};
 }
 
 } // namespace kestrelle

@@ -7,15 +7,24 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <variant>
 
 namespace kestrelle {
+
+// A key none of the tables names, by the platform's number for it: kept, stored and registered
+// as it is, and shown as "•".
+struct UnnamedKey {
+    std::uint32_t code = 0;
+    friend bool operator==(const UnnamedKey&, const UnnamedKey&) = default;
+};
+using HotkeyKey = std::variant<Key, UnnamedKey>;
 
 // A key with the modifier keys held with it. Modifier bits other than the four of
 // ModifierFlags.h are carried and ignored.
 struct Hotkey {
     using Keyboard = PlatformTraits::Keyboard;
 
-    Key key = Key::space;
+    HotkeyKey key = Key::space;
     std::uint64_t modifiers = 0;
 
     // Option-Space on macOS; Ctrl+Alt+Space on X11, where window managers commonly bind
@@ -33,6 +42,9 @@ struct Hotkey {
 
 // The number the platform gives the key: the macOS virtual key code, or the X11 keysym.
 std::uint32_t platformKeyCode(Key key, Hotkey::Keyboard keyboard);
+std::uint32_t platformKeyCode(const HotkeyKey& key, Hotkey::Keyboard keyboard);
 std::optional<Key> keyFromPlatformCode(std::uint32_t code, Hotkey::Keyboard keyboard);
+// The key the platform's number names, or the number itself when no table names it.
+HotkeyKey hotkeyKey(std::uint32_t code, Hotkey::Keyboard keyboard);
 
 } // namespace kestrelle

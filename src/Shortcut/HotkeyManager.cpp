@@ -11,9 +11,10 @@ namespace {
 
 HotKeyCodes hotKeyCodes(const Hotkey& hotkey, Hotkey::Keyboard keyboard) {
     if (keyboard == Hotkey::Keyboard::mac) {
-        return {macKeyCode(hotkey.key), {platformModifierMask(macModifiers, hotkey.modifiers)}};
+        return {platformKeyCode(hotkey.key, keyboard),
+                {platformModifierMask(macModifiers, hotkey.modifiers)}};
     }
-    HotKeyCodes codes{x11Keysym(hotkey.key), {}};
+    HotKeyCodes codes{platformKeyCode(hotkey.key, keyboard), {}};
     for (const auto locks : x11LockVariants) {
         codes.modifierMasks.push_back(platformModifierMask(x11Modifiers, hotkey.modifiers) | locks);
     }

@@ -50,8 +50,9 @@ TEST(SettingsTest, StoredNumbersLoadOnlyAsExactWholeNumbersAndTheShortcutOnlyAsA
               (Hotkey{Key::a, 0x1A0000}));
     // No modifiers survive: kept as it is, registration will refuse it.
     EXPECT_EQ(loadedHotkey(35.0, std::int64_t{0}), (Hotkey{Key::p, 0}));
-    // In range, but no key has that number: the platform's default.
-    EXPECT_EQ(loadedHotkey(std::int64_t{4294967295}, std::int64_t{0x100000}), optionSpace);
+    // In range, but no table names that number: kept as it is.
+    EXPECT_EQ(loadedHotkey(std::int64_t{4294967295}, std::int64_t{0x100000}),
+              (Hotkey{UnnamedKey{4294967295}, 0x100000}));
     // Which stored kinds count as whole numbers is shown above, for both preferences.
     for (const auto& [keyCode, modifiers] : std::vector<std::pair<StoredValue, StoredValue>>{
              {std::int64_t{35}, std::monostate{}},
@@ -104,6 +105,9 @@ using Line = HotkeyRecorderModel::Line;
 using Tone = HotkeyRecorderModel::LineTone;
 using namespace modifier;
 constexpr std::uint64_t capsLock = 0x10000;
+std::uint32_t code(Key key) {
+    return platformKeyCode(key, Keyboard::mac);
+}
 
 struct Recorder {
     explicit Recorder(Keyboard keyboard = Keyboard::mac) : settings(defaults, keyboard) {}
@@ -119,12 +123,13 @@ TEST(HotkeyRecorderModelTest, StoresOnlyWhatRegistrationWouldAcceptWithTheFourMo
         SCOPED_TRACE(accepted.displayString(Keyboard::mac));
         Recorder r;
         r.model.beginRecording();
-        r.model.keyDown(Key::q, command);
+        r.model.keyDown(code(Key::q), command);
         EXPECT_EQ(r.model.line(),
                   (Line{*Hotkey{Key::q, command}.validationError(Keyboard::mac), Tone::error}));
         EXPECT_EQ(r.model.buttonTitle(), HotkeyRecorderModel::recordingTitle);
         EXPECT_TRUE(r.defaults.writes.empty());
-        r.model.keyDown(accepted.key, accepted.modifiers | capsLock);
+        r.model.keyDown(platformKeyCode(accepted.key, Keyboard::mac),
+                        accepted.modifiers | capsLock);
         EXPECT_FALSE(r.model.isRecording());
         EXPECT_EQ(r.settings.hotkey(), accepted);
         EXPECT_EQ(r.model.buttonTitle(), accepted.displayString(Keyboard::mac));
@@ -137,15 +142,15 @@ TEST(HotkeyRecorderModelTest, EscapeAloneOrLosingFocusEndsRecordingAndResetResto
     EXPECT_EQ(r.model.line(), std::nullopt);
     r.model.beginRecording();
     EXPECT_EQ(r.model.line(), (Line{std::string(HotkeyRecorderModel::hintText), Tone::hint}));
-    r.model.keyDown(Key::escape, capsLock);
+    r.model.keyDown(code(Key::escape), capsLock);
     EXPECT_FALSE(r.model.isRecording());
 
     r.model.beginRecording();
-    r.model.keyDown(Key::q, command);
+    r.model.keyDown(code(Key::q), command);
     r.model.endRecording();
     EXPECT_FALSE(r.model.isRecording());
     EXPECT_EQ(r.model.line()->tone, Tone::error);
-    r.model.keyDown(Key::p, command); // nothing is captured outside recording
+    r.model.keyDown(code(Key::p), command); // nothing is captured outside recording
     EXPECT_TRUE(r.defaults.writes.empty());
 
     std::vector<std::string> shown;
@@ -158,15 +163,17 @@ TEST(HotkeyRecorderModelTest, EscapeAloneOrLosingFocusEndsRecordingAndResetResto
     EXPECT_EQ(shown, (std::vector<std::string>{"⌥␣", "⇧⌘P reset", "⌥␣"}));
 }
 
-// Also: the shortcut is kept as its keysym there.
-TEST(HotkeyRecorderModelTest, OnX11ChecksAndShowsInX11TermsAndRefusesKeysNoTableNames) {
+// Also: the shortcut is kept as its keysym there, and a key no table names as its number.
+TEST(HotkeyRecorderModelTest, OnX11ChecksAndShowsInX11TermsAndKeepsKeysNoTableNames) {
     Recorder r(Keyboard::x11);
     EXPECT_EQ(r.model.buttonTitle(), "Ctrl+Alt+Space");
     r.model.beginRecording();
-    r.model.keyDown(std::nullopt, control | option);
-    EXPECT_EQ(r.model.line()->text, HotkeyRecorderModel::unknownKeyText);
-    EXPECT_TRUE(r.defaults.writes.empty());
-    r.model.keyDown(Key::q, command); // reserved on macOS only
+    r.model.keyDown(0x1008FF13, control | option); // a volume key
+    EXPECT_EQ(r.model.buttonTitle(), "Ctrl+Alt+•");
+    EXPECT_EQ(Settings(r.defaults, Keyboard::x11).hotkey(),
+              (Hotkey{UnnamedKey{0x1008FF13}, control | option}));
+    r.model.beginRecording();
+    r.model.keyDown(platformKeyCode(Key::q, Keyboard::x11), command); // reserved on macOS only
     EXPECT_EQ(r.model.buttonTitle(), "Super+Q");
     EXPECT_EQ(Settings(r.defaults, Keyboard::x11).hotkey(), (Hotkey{Key::q, command}));
     EXPECT_EQ(r.defaults.values["settings.hotkeyKeyCode"], StoredValue{std::int64_t{'q'}});

@@ -27,10 +27,9 @@ TEST(KeyTablesTest, EveryKeyAndModifierSetHasAPlatformNumberThatNamesItBack) {
         SCOPED_TRACE(static_cast<int>(keyboard));
         std::string typingKeys;
         for (std::size_t index = 0; index < keyCount; ++index) {
-            const Hotkey hotkey{static_cast<Key>(index), 0};
-            EXPECT_EQ(keyFromPlatformCode(platformKeyCode(hotkey.key, keyboard), keyboard),
-                      hotkey.key);
-            typingKeys += isTypingKey(hotkey.key) ? hotkey.displayString(keyboard) : "";
+            const auto key = static_cast<Key>(index);
+            EXPECT_EQ(hotkeyKey(platformKeyCode(key, keyboard), keyboard), HotkeyKey{key});
+            typingKeys += isTypingKey(key) ? Hotkey{key, 0}.displayString(keyboard) : "";
         }
         std::ranges::sort(typingKeys);
         EXPECT_EQ(typingKeys, "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ");
@@ -67,6 +66,7 @@ TEST(HotkeyTest, EachPlatformShowsAndChecksShortcutsInItsOwnTerms) {
         {mac, Hotkey::defaultShortcut(mac), "⌥␣", ""},
         {mac, {Key::a, all}, "⌃⌥⇧⌘A", ""},
         {mac, {Key::f5, 0}, "•", ""},
+        {mac, {UnnamedKey{0xFFFF}, option}, "⌥•", ""},
         {mac, {Key::q, command | shift}, "⇧⌘Q", ""},
         {mac, {Key::tab, option}, "⌥⇥", ""},
         {mac, {Key::a, shift}, "⇧A", "Add ⌘, ⌥, or ⌃ so"},
