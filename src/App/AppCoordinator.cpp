@@ -30,7 +30,8 @@ std::unique_ptr<EntryCatalogStoring> AppCoordinator::makeRepository(Platform& pl
 
 AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
     : platform_(platform), statusItemController_(platform.statusBar),
-      hotkeyManager_(platform.hotKeys, platform.executor), settings_(platform.defaults),
+      hotkeyManager_(platform.hotKeys, platform.executor, platform.traits.keyboard),
+      settings_(platform.defaults, platform.traits.keyboard),
       permissions_(PermissionsManager::create({
           .trustProbe = platform.trustProbe,
           .trustPrompt = platform.trustPrompt,
@@ -91,7 +92,11 @@ void AppCoordinator::start() {
         }
     };
     statusItemController_.onInvoke = invoke;
-    hotkeyManager_.setOnFire(invoke);
+    if (platform_.traits.invocationStart == PlatformTraits::InvocationStart::press) {
+        hotkeyManager_.setOnPress(invoke);
+    } else {
+        hotkeyManager_.setOnRelease(invoke);
+    }
     statusItemController_.onShowSettings = [weak] {
         if (auto self = weak.lock()) {
             self->showSettings();

@@ -117,7 +117,7 @@ void PasswordPicker::dismiss(bool notify) {
 
 bool PasswordPicker::handleKeyDown(const PasswordPickerKeyEvent& event) {
     const auto command =
-        PasswordPickerKeyCommand::resolve(event.keyCode, event.characters, event.modifierFlags);
+        PasswordPickerKeyCommand::resolve(event.key, event.characters, event.modifierFlags);
     if (!command) {
         return false;
     }

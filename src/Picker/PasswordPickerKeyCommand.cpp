@@ -5,7 +5,7 @@
 namespace kestrelle {
 
 std::optional<PasswordPickerKeyCommand>
-PasswordPickerKeyCommand::resolve(std::uint16_t keyCode,
+PasswordPickerKeyCommand::resolve(std::optional<Key> key,
                                   const std::optional<std::string>& characters,
                                   std::uint64_t modifierFlags) {
     if (modifierFlags & (modifier::shift | modifier::control | modifier::option)) {
@@ -18,7 +18,7 @@ PasswordPickerKeyCommand::resolve(std::uint16_t keyCode,
             return PasswordPickerKeyCommand{Shortcut{first - '0', command}};
         }
     }
-    const bool isReturn = keyCode == returnKey || keyCode == keypadEnterKey;
+    const bool isReturn = key == Key::returnKey || key == Key::keypadEnter;
     if (command) {
         if (isReturn) {
             return PasswordPickerKeyCommand{SelectHighlighted{true}};
@@ -28,16 +28,13 @@ PasswordPickerKeyCommand::resolve(std::uint16_t keyCode,
     if (isReturn) {
         return PasswordPickerKeyCommand{SelectHighlighted{false}};
     }
-    switch (keyCode) {
-    case escapeKey:
+    if (key == Key::escape) {
         return PasswordPickerKeyCommand{Dismiss{}};
-    case downArrowKey:
-        return PasswordPickerKeyCommand{Move{+1}};
-    case upArrowKey:
-        return PasswordPickerKeyCommand{Move{-1}};
-    default:
-        return std::nullopt;
     }
+    if (key == Key::downArrow || key == Key::upArrow) {
+        return PasswordPickerKeyCommand{Move{key == Key::downArrow ? +1 : -1}};
+    }
+    return std::nullopt;
 }
 
 } // namespace kestrelle

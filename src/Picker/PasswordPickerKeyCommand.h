@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Runtime/Key.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -30,18 +32,12 @@ struct PasswordPickerKeyCommand {
         friend bool operator==(const Dismiss&, const Dismiss&) = default;
     };
 
-    static constexpr std::uint16_t returnKey = 36;
-    static constexpr std::uint16_t keypadEnterKey = 76;
-    static constexpr std::uint16_t escapeKey = 53;
-    static constexpr std::uint16_t downArrowKey = 125;
-    static constexpr std::uint16_t upArrowKey = 126;
-
     std::variant<Shortcut, SelectHighlighted, Move, Dismiss> kind;
 
     // Shift, Control or Option make any key mean nothing; Command alone turns a digit or Return
     // into a copy. `characters` are the key's characters with no modifier applied.
     static std::optional<PasswordPickerKeyCommand>
-    resolve(std::uint16_t keyCode, const std::optional<std::string>& characters,
+    resolve(std::optional<Key> key, const std::optional<std::string>& characters,
             std::uint64_t modifierFlags);
 
     friend bool operator==(const PasswordPickerKeyCommand&,

@@ -12,7 +12,8 @@ HotkeyRecorderModel::HotkeyRecorderModel(Settings& settings)
       hotkeySubscription_(settings.subscribeHotkey([this](const Hotkey&) { changed(); })) {}
 
 std::string HotkeyRecorderModel::buttonTitle() const {
-    return recording_ ? std::string(recordingTitle) : settings_.hotkey().displayString();
+    return recording_ ? std::string(recordingTitle)
+                      : settings_.hotkey().displayString(settings_.keyboard());
 }
 
 std::optional<HotkeyRecorderModel::Line> HotkeyRecorderModel::line() const {
@@ -34,14 +35,15 @@ void HotkeyRecorderModel::keyDown(std::uint32_t keyCode, std::uint64_t modifierF
     if (!recording_) {
         return;
     }
-    const Hotkey captured{keyCode, modifierFlags & modifier::deviceIndependentMask};
+    const Hotkey captured{hotkeyKey(keyCode, settings_.keyboard()),
+                          modifierFlags & modifier::deviceIndependentMask};
     // Escape alone is the way out; with a modifier it is a shortcut like any other.
-    if (captured.keyCode == keyCode::escape && captured.modifiers == 0) {
+    if (captured == Hotkey{Key::escape, 0}) {
         endRecording();
         return;
     }
     // The registration's own rules, so that a shortcut refused there is never stored.
-    if (auto refusal = captured.validationError()) {
+    if (auto refusal = captured.validationError(settings_.keyboard())) {
         error_ = std::move(refusal);
         changed();
         return;
@@ -58,7 +60,7 @@ void HotkeyRecorderModel::endRecording() {
 }
 
 void HotkeyRecorderModel::reset() {
-    settings_.setHotkey(Hotkey::defaultShortcut());
+    settings_.setHotkey(Hotkey::defaultShortcut(settings_.keyboard()));
 }
 
 Subscription HotkeyRecorderModel::subscribe(std::function<void()> observer) {

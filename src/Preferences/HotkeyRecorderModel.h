@@ -42,13 +42,17 @@ public:
 
     bool isRecording() const { return recording_; }
     std::string buttonTitle() const;
-    bool isResetEnabled() const { return settings_.hotkey() != Hotkey::defaultShortcut(); }
+    bool isResetEnabled() const {
+        return settings_.hotkey() != Hotkey::defaultShortcut(settings_.keyboard());
+    }
     // The last refusal, kept until a key is accepted; else the hint while recording.
     std::optional<Line> line() const;
 
     // The recorder button's click.
     void beginRecording();
-    // Every key press while recording, with the event's modifier flags as they come.
+    // Every key press while recording: the platform's number for the key (the macOS virtual key
+    // code, the X11 keysym) and the event's modifier flags as they come (on X11 translated
+    // through Runtime/X11Key.h).
     void keyDown(std::uint32_t keyCode, std::uint64_t modifierFlags);
     // The control lost first-responder status; the shortcut stays as it is.
     void endRecording();

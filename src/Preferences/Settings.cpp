@@ -45,34 +45,35 @@ BiometricReuseWindow loadReuseWindow(const KeyValueStore& defaults) {
         .value_or(defaultBiometricReuseWindow);
 }
 
-Hotkey loadHotkey(const KeyValueStore& defaults) {
+Hotkey loadHotkey(const KeyValueStore& defaults, Hotkey::Keyboard keyboard) {
+    const auto fallback = Hotkey::defaultShortcut(keyboard);
     auto keyCode = wholeNumber(defaults.read(settingsKey::hotkeyKeyCode));
     if (!keyCode) {
-        return Hotkey::defaultShortcut();
+        return fallback;
     }
     // A stored key code is never kept without its modifiers.
     auto modifiers = wholeNumber(defaults.read(settingsKey::hotkeyModifiers));
     if (!modifiers || modifiers->negative) {
-        return Hotkey::defaultShortcut();
+        return fallback;
     }
     // No key has such a code: whatever wrote it is broken, and guessing would hide that.
     KESTRELLE_CHECK(!keyCode->negative &&
                         keyCode->magnitude <= std::numeric_limits<std::uint32_t>::max(),
                     "Stored shortcut key code is out of range");
-    return Hotkey{static_cast<std::uint32_t>(keyCode->magnitude),
+    return Hotkey{hotkeyKey(static_cast<std::uint32_t>(keyCode->magnitude), keyboard),
                   modifiers->magnitude & modifier::deviceIndependentMask};
 }
 
 } // namespace
 
-Settings::Settings(KeyValueStore& defaults)
-    : defaults_(defaults), hotkey_(loadHotkey(defaults)),
+Settings::Settings(KeyValueStore& defaults, Hotkey::Keyboard keyboard)
+    : defaults_(defaults), keyboard_(keyboard), hotkey_(loadHotkey(defaults, keyboard)),
       biometricReuseWindow_(loadReuseWindow(defaults)) {}
 
 void Settings::setHotkey(const Hotkey& hotkey) {
     willChange_.emit();
     hotkey_.set(hotkey);
-    defaults_.writeInteger(settingsKey::hotkeyKeyCode, hotkey.keyCode);
+    defaults_.writeInteger(settingsKey::hotkeyKeyCode, platformKeyCode(hotkey.key, keyboard_));
     defaults_.writeUnsigned(settingsKey::hotkeyModifiers, hotkey.modifiers);
 }
 

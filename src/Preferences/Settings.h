@@ -19,14 +19,19 @@ inline constexpr std::string_view biometricReuseWindowSeconds =
 
 // The user's preferences, kept between launches, plus the unpersisted outcome of the last
 // shortcut registration. Main thread only; observers are called synchronously.
+//
+// The shortcut is stored as the platform's number for its key (macOS: the virtual key code;
+// X11: the keysym, which unlike a key code does not depend on the keyboard) and the modifier
+// bits of ModifierFlags.h, under the same two keys on every platform.
 class Settings {
 public:
     // Loads both preferences; never writes. Stops the process when the stored key code cannot
     // be a key code at all.
-    explicit Settings(KeyValueStore& defaults);
+    Settings(KeyValueStore& defaults, Hotkey::Keyboard keyboard);
     Settings(const Settings&) = delete;
     Settings& operator=(const Settings&) = delete;
 
+    Hotkey::Keyboard keyboard() const { return keyboard_; }
     const Hotkey& hotkey() const { return hotkey_.get(); }
     // Stores, notifies, then writes both keys — also when the value is unchanged.
     void setHotkey(const Hotkey& hotkey);
@@ -48,6 +53,7 @@ public:
 
 private:
     KeyValueStore& defaults_;
+    Hotkey::Keyboard keyboard_;
     Signal<> willChange_;
     Observable<Hotkey> hotkey_;
     Observable<BiometricReuseWindow> biometricReuseWindow_;

@@ -1,118 +1,95 @@
 #include "Shortcut/Hotkey.h"
 
+#include "Runtime/MacKey.h"
+#include "Runtime/X11Key.h"
+
 #include <array>
-#include <utility>
+#include <span>
 
 namespace kestrelle {
 
 namespace {
 
-constexpr std::array<std::pair<std::uint32_t, const char*>, 36> usKeyLabels{{
-    {0, "A"},  {11, "B"}, {8, "C"},  {2, "D"},  {14, "E"}, {3, "F"},  {5, "G"},  {4, "H"},
-    {34, "I"}, {38, "J"}, {40, "K"}, {37, "L"}, {46, "M"}, {45, "N"}, {31, "O"}, {35, "P"},
-    {12, "Q"}, {15, "R"}, {1, "S"},  {17, "T"}, {32, "U"}, {9, "V"},  {13, "W"}, {7, "X"},
-    {16, "Y"}, {6, "Z"},  {29, "0"}, {18, "1"}, {19, "2"}, {20, "3"}, {21, "4"}, {23, "5"},
-    {22, "6"}, {26, "7"}, {28, "8"}, {25, "9"},
-}};
+using Keyboard = Hotkey::Keyboard;
+using namespace modifier;
 
-std::optional<std::string> specialGlyph(std::uint32_t keyCode) {
-    switch (keyCode) {
-    case 36:
-    case 76:
-        return "↩";
-    case 48:
-        return "⇥";
-    case 49:
-        return "␣";
-    case 51:
-        return "⌫";
-    case 53:
-        return "⎋";
-    case 123:
-        return "←";
-    case 124:
-        return "→";
-    case 125:
-        return "↓";
-    case 126:
-        return "↑";
-    default:
-        return std::nullopt;
-    }
-}
+struct Reserved {
+    Hotkey hotkey;
+    std::string_view shown;
+};
+// macOS keeps ⌘Q and ⌘W for the frontmost app and ⌘Space for Spotlight. On X11, Alt+Tab and
+// Alt+F4 are the window managers' switch and close, Ctrl+Alt+Delete the desktops' log-out or
+// task manager, and Ctrl+Alt+Backspace the X server's own kill switch.
+constexpr std::array macReserved{Reserved{{Key::q, command}, "⌘Q"},
+                                 Reserved{{Key::w, command}, "⌘W"},
+                                 Reserved{{Key::space, command}, "⌘Space"}};
+constexpr std::array x11Reserved{
+    Reserved{{Key::tab, option}, "Alt+Tab"}, Reserved{{Key::f4, option}, "Alt+F4"},
+    Reserved{{Key::deleteForward, control | option}, "Ctrl+Alt+Delete"},
+    Reserved{{Key::backspace, control | option}, "Ctrl+Alt+Backspace"}};
 
 } // namespace
 
-std::optional<std::string> usKeyLabel(std::uint32_t keyCode) {
-    for (const auto& [code, label] : usKeyLabels) {
-        if (code == keyCode) {
-            return label;
-        }
-    }
-    return std::nullopt;
+Hotkey Hotkey::defaultShortcut(Keyboard keyboard) {
+    return keyboard == Keyboard::mac ? Hotkey{Key::space, option}
+                                     : Hotkey{Key::space, control | option};
 }
 
-std::string glyph(std::uint32_t keyCode) {
-    if (auto special = specialGlyph(keyCode)) {
-        return *special;
-    }
-    return usKeyLabel(keyCode).value_or("•");
-}
-
-std::string Hotkey::displayString() const {
+std::string Hotkey::displayString(Keyboard keyboard) const {
+    const auto* named = std::get_if<Key>(&key);
     std::string text;
-    if (modifiers & modifier::control) {
-        text += "⌃";
+    if (keyboard == Keyboard::mac) {
+        for (const auto& row : macModifiers) {
+            text += (modifiers & row.flag) ? row.name : "";
+        }
+        return text.append(named ? macGlyph(*named) : "•");
     }
-    if (modifiers & modifier::option) {
-        text += "⌥";
+    for (const auto& row : x11Modifiers) {
+        if (modifiers & row.flag) {
+            text.append(row.name).append("+");
+        }
     }
-    if (modifiers & modifier::shift) {
-        text += "⇧";
-    }
-    if (modifiers & modifier::command) {
-        text += "⌘";
-    }
-    return text + glyph(keyCode);
+    return text.append(named ? x11KeyName(*named) : "•");
 }
 
-std::uint32_t Hotkey::carbonModifiers() const {
-    std::uint32_t carbon = 0;
-    if (modifiers & modifier::command) {
-        carbon |= carbonModifier::command;
-    }
-    if (modifiers & modifier::shift) {
-        carbon |= carbonModifier::shift;
-    }
-    if (modifiers & modifier::option) {
-        carbon |= carbonModifier::option;
-    }
-    if (modifiers & modifier::control) {
-        carbon |= carbonModifier::control;
-    }
-    return carbon;
-}
-
-std::optional<std::string> Hotkey::validationError() const {
+std::optional<std::string> Hotkey::validationError(Keyboard keyboard) const {
+    const bool mac = keyboard == Keyboard::mac;
+    const auto* named = std::get_if<Key>(&key);
     // Shift alone does not count: Shift-A is still just typing.
-    const bool hasNonShiftModifier =
-        (modifiers & (modifier::control | modifier::option | modifier::command)) != 0;
-    if (usKeyLabel(keyCode) && !hasNonShiftModifier) {
-        return "Add ⌘, ⌥, or ⌃ so the shortcut does not replace normal typing.";
+    if (named && isTypingKey(*named) && !(modifiers & (control | option | command))) {
+        return mac ? "Add ⌘, ⌥, or ⌃ so the shortcut does not replace normal typing."
+                   : "Add Ctrl, Alt, or Super so the shortcut does not replace normal typing.";
     }
-    if ((modifiers & modifier::deviceIndependentMask) == modifier::command) {
-        switch (keyCode) {
-        case 12:
-            return "⌘Q is reserved.";
-        case 13:
-            return "⌘W is reserved.";
-        case keyCode::space:
-            return "⌘Space is reserved.";
-        default:
-            break;
+    const Hotkey held{key, modifiers & deviceIndependentMask};
+    for (const auto& [hotkey, shown] :
+         mac ? std::span<const Reserved>(macReserved) : std::span<const Reserved>(x11Reserved)) {
+        if (held == hotkey) {
+            return std::string(shown) + " is reserved.";
         }
     }
     return std::nullopt;
+}
+
+std::uint32_t platformKeyCode(Key key, Keyboard keyboard) {
+    return keyboard == Keyboard::mac ? macKeyCode(key) : x11Keysym(key);
+}
+
+std::uint32_t platformKeyCode(const HotkeyKey& key, Keyboard keyboard) {
+    if (const auto* unnamed = std::get_if<UnnamedKey>(&key)) {
+        return unnamed->code;
+    }
+    return platformKeyCode(std::get<Key>(key), keyboard);
+}
+
+std::optional<Key> keyFromPlatformCode(std::uint32_t code, Keyboard keyboard) {
+    return keyboard == Keyboard::mac ? keyFromMacKeyCode(code) : keyFromX11Keysym(code);
+}
+
+HotkeyKey hotkeyKey(std::uint32_t code, Keyboard keyboard) {
+    if (const auto key = keyFromPlatformCode(code, keyboard)) {
+        return *key;
+    }
+    return UnnamedKey{code};
 }
 
 } // namespace kestrelle

@@ -1,46 +1,50 @@
 #pragma once
 
+#include "Runtime/Key.h"
 #include "Runtime/ModifierFlags.h"
+#include "Runtime/PlatformTraits.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <variant>
 
 namespace kestrelle {
 
-// Carbon's modifier bits, as the hot-key service expects them.
-namespace carbonModifier {
-inline constexpr std::uint32_t command = 0x100;
-inline constexpr std::uint32_t shift = 0x200;
-inline constexpr std::uint32_t option = 0x800;
-inline constexpr std::uint32_t control = 0x1000;
-} // namespace carbonModifier
+// A key none of the tables names, by the platform's number for it: kept, stored and registered
+// as it is, and shown as "•".
+struct UnnamedKey {
+    std::uint32_t code = 0;
+    friend bool operator==(const UnnamedKey&, const UnnamedKey&) = default;
+};
+using HotkeyKey = std::variant<Key, UnnamedKey>;
 
-namespace keyCode {
-inline constexpr std::uint32_t space = 49;
-inline constexpr std::uint32_t escape = 53;
-} // namespace keyCode
-
-// A virtual key code (ANSI US numbering) with the modifier keys held with it.
+// A key with the modifier keys held with it. Modifier bits other than the four of
+// ModifierFlags.h are carried and ignored.
 struct Hotkey {
-    std::uint32_t keyCode = keyCode::space;
-    std::uint64_t modifiers = modifier::option;
+    using Keyboard = PlatformTraits::Keyboard;
 
-    // Option-Space.
-    static constexpr Hotkey defaultShortcut() { return Hotkey{}; }
+    HotkeyKey key = Key::space;
+    std::uint64_t modifiers = 0;
 
-    // Modifier symbols in the order ⌃⌥⇧⌘, then the key's glyph, e.g. "⌃⌥␣" or "⇧⌘P".
-    std::string displayString() const;
-    std::uint32_t carbonModifiers() const;
+    // Option-Space on macOS; Ctrl+Alt+Space on X11, where window managers commonly bind
+    // Alt+Space to the window menu.
+    static Hotkey defaultShortcut(Keyboard keyboard);
+
+    // macOS: symbols in the order ⌃⌥⇧⌘, then the key's glyph ("⌃⌥␣", "⇧⌘P").
+    // X11: names joined with "+" in the order Ctrl, Alt, Shift, Super ("Ctrl+Alt+Space").
+    std::string displayString(Keyboard keyboard) const;
     // Why the shortcut is refused before it reaches the system, if it is.
-    std::optional<std::string> validationError() const;
+    std::optional<std::string> validationError(Keyboard keyboard) const;
 
     friend bool operator==(const Hotkey&, const Hotkey&) = default;
 };
 
-// The printed label of a letter or digit key on the ANSI US layout.
-std::optional<std::string> usKeyLabel(std::uint32_t keyCode);
-// A special key's symbol, else the key's label, else "•".
-std::string glyph(std::uint32_t keyCode);
+// The number the platform gives the key: the macOS virtual key code, or the X11 keysym.
+std::uint32_t platformKeyCode(Key key, Hotkey::Keyboard keyboard);
+std::uint32_t platformKeyCode(const HotkeyKey& key, Hotkey::Keyboard keyboard);
+std::optional<Key> keyFromPlatformCode(std::uint32_t code, Hotkey::Keyboard keyboard);
+// The key the platform's number names, or the number itself when no table names it.
+HotkeyKey hotkeyKey(std::uint32_t code, Hotkey::Keyboard keyboard);
 
 } // namespace kestrelle

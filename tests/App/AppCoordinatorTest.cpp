@@ -149,7 +149,7 @@ TEST_F(AppCoordinatorTest, ALaunchRegistersTheShortcutAndEveryChangeOfItAndRoute
     EXPECT_EQ(mainMenu.items, kestrelle::mainMenu());
 
     hotKeys.registerStatus = -9878;
-    coordinator->settings().setHotkey(Hotkey{35, modifier::command | modifier::shift});
+    coordinator->settings().setHotkey(Hotkey{Key::p, modifier::command | modifier::shift});
     EXPECT_EQ(coordinator->settings().shortcutStatus().kind(), ShortcutStatus::Kind::conflict);
     EXPECT_TRUE(alerts.shown.empty());
     hotKeys.registerStatus = 0;
@@ -167,7 +167,7 @@ TEST_F(AppCoordinatorTest, ALaunchRegistersTheShortcutAndEveryChangeOfItAndRoute
     lifecycle.willTerminate();
     EXPECT_EQ(hotKeys.calls.back(), "remove");
     interruptions.interrupt(); // nobody listens any more
-    coordinator->settings().setHotkey(Hotkey::defaultShortcut());
+    coordinator->settings().setHotkey(Hotkey::defaultShortcut(PlatformTraits::Keyboard::mac));
     EXPECT_EQ(hotKeys.activeRegistrations, 0);
 }
 
@@ -186,6 +186,19 @@ TEST_F(AppCoordinatorTest, APressWithoutAccessibilityPromptsAndOpensSettingsInst
     executor.runUntilIdle();
     EXPECT_EQ(trustPrompts, 2);
     EXPECT_EQ(windows.made, 1) << "the window is made once and reused";
+}
+
+TEST_F(AppCoordinatorTest, WithTheReleaseTraitTheShortcutInvokesOnlyWhenReleased) {
+    platform.traits.invocationStart = PlatformTraits::InvocationStart::release;
+    madePanel = std::make_unique<test::FakePickerPanel>();
+    coordinator = AppCoordinator::create(platform);
+    coordinator->start();
+    hotKeys.press(HotkeyManager::hotKeyId, {HotKeyTransition::pressed});
+    executor.runUntilIdle();
+    EXPECT_EQ(prompts(), 0U);
+    hotKeys.press(HotkeyManager::hotKeyId, {HotKeyTransition::released});
+    executor.runUntilIdle();
+    EXPECT_EQ(prompts(), 1U);
 }
 
 TEST_F(AppCoordinatorTest, TheReuseWindowFromSettingsHoldsUntilTheScreenLocks) {

@@ -114,7 +114,7 @@ protected:
     }
     // Chooses the first entry; Command copies even where typing is offered.
     void pick(std::uint64_t modifiers = 0) {
-        panel->press({18, "1", modifiers});
+        panel->press({Key::digit1, "1", modifiers});
         executor.runUntilIdle();
     }
     // Ends the invocation and forgets what the last one did, for the next case of a table.

@@ -17,12 +17,12 @@ using Screen = PasswordPickerPanel::Screen;
 using Strings = std::vector<std::string>;
 namespace Flags = modifier;
 
-const Key returnKey{Command::returnKey, "\r"};
-const Key escapeKey{Command::escapeKey, "\x1b"};
-const Key downKey{Command::downArrowKey, ""};
-const Key upKey{Command::upArrowKey, ""};
+const Key returnKey{kestrelle::Key::returnKey, "\r"};
+const Key escapeKey{kestrelle::Key::escape, "\x1b"};
+const Key downKey{kestrelle::Key::downArrow, ""};
+const Key upKey{kestrelle::Key::upArrow, ""};
 Key digit(int number, std::uint64_t flags = 0) {
-    return {0, std::to_string(number), flags};
+    return {std::nullopt, std::to_string(number), flags};
 }
 
 class PasswordPickerTest : public ::testing::Test {
@@ -109,6 +109,7 @@ TEST_F(PasswordPickerTest, ThePanelStaysInsideTheVisibleFrameOfThePointersScreen
 
 TEST_F(PasswordPickerTest, KeysChooseMoveAndDismiss) {
     constexpr std::uint64_t capsLock = 0x10000, numericPad = 0x200000, function = 0x800000;
+    using Id = kestrelle::Key;
     const struct {
         std::size_t count;
         std::vector<Key> keys;
@@ -122,17 +123,17 @@ TEST_F(PasswordPickerTest, KeysChooseMoveAndDismiss) {
         {2, {digit(0), digit(3)}, {}},
         {10, {digit(3, Flags::command)}, {"select 2 copy"}},
         {10, {digit(3, numericPad)}, {"select 2 type"}},
-        {10, {Key{Command::returnKey, "7"}}, {"select 6 type"}},
-        {10, {Key{Command::keypadEnterKey, std::nullopt}}, {"select 0 type"}},
-        {10, {downKey, Key{Command::returnKey, "\r", Flags::command}}, {"select 1 copy"}},
-        {10, {Key{Command::downArrowKey, "", capsLock | function}, returnKey}, {"select 1 type"}},
+        {10, {Key{returnKey.key, "7"}}, {"select 6 type"}},
+        {10, {Key{Id::keypadEnter, std::nullopt}}, {"select 0 type"}},
+        {10, {downKey, Key{returnKey.key, "\r", Flags::command}}, {"select 1 copy"}},
+        {10, {Key{downKey.key, "", capsLock | function}, returnKey}, {"select 1 type"}},
         {3, {upKey, returnKey}, {"select 0 type"}},
         {3, {downKey, downKey, downKey, returnKey}, {"select 2 type"}},
         {3, {returnKey}, {"select 0 copy"}, false},
         {3, {digit(2)}, {"select 1 copy"}, false},
         {0, {returnKey, downKey, upKey, digit(1), escapeKey}, {"dismiss"}},
-        {10, {Key{Command::escapeKey, "\x1b", Flags::command}, Key{48, "\t"}}, {}, true, false},
-        {10, {Key{Command::downArrowKey, "", Flags::command}, Key{0, "a"}}, {}, true, false},
+        {10, {Key{escapeKey.key, "\x1b", Flags::command}, Key{Id::tab, "\t"}}, {}, true, false},
+        {10, {Key{downKey.key, "", Flags::command}, Key{Id::a, "a"}}, {}, true, false},
     };
     for (std::size_t index = 0; const auto& each : cases) {
         // Shift, Control or Option make any key mean nothing.

@@ -77,7 +77,7 @@ protected:
     const std::string loadFailure = std::string(SettingsViewModel::loadFailurePrefix) + writeError;
 
     test::InMemoryKeyValueStore defaults;
-    Settings settings{defaults};
+    Settings settings{defaults, PlatformTraits::Keyboard::mac};
     test::FakeSystemWorkspace workspace;
     test::FakeAppActivationNotifier activations;
     test::ManualRepeatingTimers timers{executor};

@@ -224,7 +224,7 @@ private:
         const auto way = pick(4);
         if (way == 3 || content.rows().empty()) {
             cancelled_ = true;
-            panel_->press({53, "\x1b", 0});
+            panel_->press({Key::escape, "\x1b", 0});
             return run("Escape");
         }
         const auto index = pick(std::min<std::size_t>(content.rows().size(), 9));
@@ -233,7 +233,9 @@ private:
         delivered_ = 0;
         // Now and then the shortcut's modifiers are held for too long.
         keyboard_.heldChecks = keyboard_.modifierChecks + int(pick(10) == 0 ? 25 : pick(3));
-        static constexpr std::uint16_t digitKeys[] = {18, 19, 20, 21, 23, 22, 26, 28, 25};
+        using enum Key;
+        static constexpr Key digitKeys[] = {digit1, digit2, digit3, digit4, digit5,
+                                            digit6, digit7, digit8, digit9};
         panel_->press(
             {digitKeys[index], std::to_string(index + 1), way == 2 ? modifier::command : 0});
         run("choose row " + std::to_string(index + 1) + (copy_ ? " to copy" : " to type"));
