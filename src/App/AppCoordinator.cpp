@@ -1,10 +1,29 @@
 #include "App/AppCoordinator.h"
 
 #include "Invocation/AccessibilityInsertionTarget.h"
+#include "Runtime/Check.h"
 #include "Storage/EntryRepository.h"
 #include "Storage/UnavailableEntryRepository.h"
 
 namespace kestrelle {
+
+namespace {
+
+template <class Keyboard>
+Keyboard& typingKeyboard(AppCoordinator::Platform& platform) {
+    const auto* keyboard = std::get_if<std::reference_wrapper<Keyboard>>(&platform.keyboard);
+    KESTRELLE_CHECK(keyboard, "The platform lacks the keyboard its way of typing needs");
+    return keyboard->get();
+}
+
+InputInjector makeInjector(AppCoordinator::Platform& platform) {
+    if (platform.traits.typing == PlatformTraits::Typing::keyPerCodePoint) {
+        return InputInjector(typingKeyboard<KeymapKeyboard>(platform));
+    }
+    return InputInjector(typingKeyboard<KeyboardEventPosting>(platform));
+}
+
+} // namespace
 
 std::shared_ptr<AppCoordinator> AppCoordinator::create(Platform& platform) {
     auto coordinator = std::make_shared<AppCoordinator>(ConstructionKey{}, platform);
@@ -46,7 +65,7 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
                    platform.bundle.identifier.value_or(std::string(fixedBundleIdentifier))),
       securePasswords_(std::make_shared<SecurePasswordService>(platform.biometrics, secretStore_,
                                                                platform.executor)),
-      injector_(platform.keyboard), clipboard_(platform.pasteboard, platform.executor) {
+      injector_(makeInjector(platform)), clipboard_(platform.pasteboard, platform.executor) {
     auto& accessibility = platform.accessibility;
     auto& workspace = platform.workspace;
     invocationCoordinator_ = InvocationCoordinator::create({

@@ -30,6 +30,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <variant>
 
 namespace kestrelle {
 
@@ -67,7 +68,10 @@ public:
         ApplicationWorkspace& workspace;
         ApplicationActivations& activations;
         std::function<std::unique_ptr<PasswordPickerPanel>()> makePickerPanel;
-        KeyboardEventPosting& keyboard;
+        // The seam of the way `traits.typing` names: Unicode key events, or the keymap.
+        std::variant<std::reference_wrapper<KeyboardEventPosting>,
+                     std::reference_wrapper<KeymapKeyboard>>
+            keyboard;
         PasteboardService& pasteboard;
         AlertPresenting& alerts;
         // The shell.

@@ -22,6 +22,9 @@ std::string message(InputInjectionError::Kind kind) {
         // Undecodable bytes get the same text on purpose: the message says nothing about the
         // password.
         return "macOS could not create a safe text insertion event for this password.";
+    case Kind::noFreeKey:
+        return "The keyboard map has no free key for a character of this password. Nothing was "
+               "typed.";
     }
     return {};
 }
@@ -44,6 +47,8 @@ std::string_view InputInjectionError::name() const {
         return "eventCreationFailed";
     case Kind::invalidUTF8:
         return "invalidUTF8";
+    case Kind::noFreeKey:
+        return "noFreeKey";
     }
     return {};
 }

@@ -16,6 +16,7 @@ public:
         modifiersHeld,
         eventCreationFailed,
         invalidUTF8,
+        noFreeKey,
     };
 
     explicit InputInjectionError(Kind kind);

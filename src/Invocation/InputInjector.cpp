@@ -1,7 +1,11 @@
 #include "Invocation/InputInjector.h"
 
+#include "Invocation/KeystrokePlan.h"
 #include "Invocation/Utf8Decoding.h"
 #include "Runtime/Cancellation.h"
+#include "Runtime/Utf8.h"
+
+#include <algorithm>
 
 namespace kestrelle {
 
@@ -26,6 +30,55 @@ void throwIfInvalid(CapturedInsertionTarget& target) {
     }
 }
 
+std::optional<WipingVector<char32_t>> decodeCodePoints(const TransientSecret& secret) {
+    return secret.withUnsafeBytes(
+        [](std::span<const std::uint8_t> bytes) -> std::optional<WipingVector<char32_t>> {
+            WipingVector<char32_t> codePoints;
+            codePoints.reserve(bytes.size());
+            const bool valid =
+                forEachUtf8Scalar(bytes, [&](char32_t scalar, std::size_t, std::size_t) {
+                    codePoints.push_back(scalar);
+                });
+            return valid ? std::optional(std::move(codePoints)) : std::nullopt;
+        });
+}
+
+// The key codes bound for one insertion, each left without a symbol again however it ends.
+class TemporaryBindings {
+public:
+    explicit TemporaryBindings(KeymapKeyboard& keyboard) : keyboard_(keyboard) {}
+    TemporaryBindings(const TemporaryBindings&) = delete;
+    TemporaryBindings& operator=(const TemporaryBindings&) = delete;
+    ~TemporaryBindings() {
+        for (const auto keyCode : bound_) {
+            keyboard_.bindKey(keyCode, std::nullopt);
+        }
+    }
+
+    void bind(const KeyBinding& binding) {
+        keyboard_.bindKey(binding.keyCode, binding.keysym);
+        if (std::ranges::find(bound_, binding.keyCode) == bound_.end()) {
+            bound_.push_back(binding.keyCode);
+        }
+    }
+
+private:
+    KeymapKeyboard& keyboard_;
+    std::vector<KeymapKeyboard::KeyCode> bound_;
+};
+
+// Key down and up with nothing in between, so no key is ever left down.
+void tap(KeymapKeyboard& keyboard, const Keystroke& stroke) {
+    if (stroke.shiftKey) {
+        keyboard.postKey(*stroke.shiftKey, true);
+    }
+    keyboard.postKey(stroke.keyCode, true);
+    keyboard.postKey(stroke.keyCode, false);
+    if (stroke.shiftKey) {
+        keyboard.postKey(*stroke.shiftKey, false);
+    }
+}
+
 } // namespace
 
 Task<void> InputInjector::insert(const TransientSecret& secret,
@@ -39,19 +92,36 @@ Task<void> InputInjector::insert(const TransientSecret& secret,
     throwUnlessWanted(stillWanted);
     throwIfInvalid(*target);
 
-    // Lives in this frame, so it is wiped however the insertion ends.
-    const auto text = secret.withUnsafeBytes(
-        [](std::span<const std::uint8_t> bytes) { return decodeUtf8AsUtf16(bytes); });
-    if (!text) {
-        throw InputInjectionError(Kind::invalidUTF8);
+    // The decoded text lives in this frame, so it is wiped however the insertion ends.
+    if (const auto* events =
+            std::get_if<std::reference_wrapper<KeyboardEventPosting>>(&keyboard_)) {
+        const auto text = secret.withUnsafeBytes(
+            [](std::span<const std::uint8_t> bytes) { return decodeUtf8AsUtf16(bytes); });
+        if (!text) {
+            throw InputInjectionError(Kind::invalidUTF8);
+        }
+        co_await postUnicode(events->get(), std::u16string_view(text->data(), text->size()),
+                             *target, stillWanted);
+    } else {
+        const auto codePoints = decodeCodePoints(secret);
+        if (!codePoints) {
+            throw InputInjectionError(Kind::invalidUTF8);
+        }
+        co_await typeKeys(std::get<std::reference_wrapper<KeymapKeyboard>>(keyboard_).get(),
+                          *codePoints, *target, stillWanted);
     }
-    co_await postUnicode(std::u16string_view(text->data(), text->size()), *target, stillWanted);
+}
+
+std::uint64_t InputInjector::heldModifiers() {
+    const auto flags =
+        std::visit([](auto keyboard) { return keyboard.get().currentModifierFlags(); }, keyboard_);
+    return flags & modifierMask;
 }
 
 Task<void> InputInjector::waitForModifierRelease(const StillWanted& stillWanted) {
     for (int attempts = 0;;) {
         throwUnlessWanted(stillWanted);
-        if ((keyboard_.currentModifierFlags() & modifierMask) == 0) {
+        if (heldModifiers() == 0) {
             co_return;
         }
         co_await sleepFor(modifierPollInterval);
@@ -62,9 +132,10 @@ Task<void> InputInjector::waitForModifierRelease(const StillWanted& stillWanted)
     }
 }
 
-Task<void> InputInjector::postUnicode(std::u16string_view text, CapturedInsertionTarget& target,
+Task<void> InputInjector::postUnicode(KeyboardEventPosting& keyboard, std::u16string_view text,
+                                      CapturedInsertionTarget& target,
                                       const StillWanted& stillWanted) {
-    const auto source = keyboard_.makePrivateSource();
+    const auto source = keyboard.makePrivateSource();
     if (!source) {
         throw InputInjectionError(Kind::eventCreationFailed);
     }
@@ -72,24 +143,65 @@ Task<void> InputInjector::postUnicode(std::u16string_view text, CapturedInsertio
     for (const auto chunk : utf16Chunks(text, chunkLimit)) {
         throwUnlessWanted(stillWanted);
         throwIfInvalid(target);
-        auto keyDown = keyboard_.makeKeyEvent(*source, virtualKey, true);
-        auto keyUp = keyboard_.makeKeyEvent(*source, virtualKey, false);
+        auto keyDown = keyboard.makeKeyEvent(*source, virtualKey, true);
+        auto keyUp = keyboard.makeKeyEvent(*source, virtualKey, false);
         if (!keyDown || !keyUp) {
             throw InputInjectionError(Kind::eventCreationFailed);
         }
-        keyboard_.setFlags(*keyDown, 0);
-        keyboard_.setFlags(*keyUp, 0);
-        keyboard_.setUnicodeString(*keyDown, chunk);
-        keyboard_.setUnicodeString(*keyUp, chunk);
-        keyboard_.postToProcess(*keyDown, processIdentifier);
+        keyboard.setFlags(*keyDown, 0);
+        keyboard.setFlags(*keyUp, 0);
+        keyboard.setUnicodeString(*keyDown, chunk);
+        keyboard.setUnicodeString(*keyUp, chunk);
+        keyboard.postToProcess(*keyDown, processIdentifier);
         try {
             co_await sleepFor(keyPressHold);
         } catch (const CancelledError&) {
             // Never leave a key down in the target.
-            keyboard_.postToProcess(*keyUp, processIdentifier);
+            keyboard.postToProcess(*keyUp, processIdentifier);
             throw;
         }
-        keyboard_.postToProcess(*keyUp, processIdentifier);
+        keyboard.postToProcess(*keyUp, processIdentifier);
+    }
+}
+
+Task<void> InputInjector::typeKeys(KeymapKeyboard& keyboard, std::span<const char32_t> codePoints,
+                                   CapturedInsertionTarget& target,
+                                   const StillWanted& stillWanted) {
+    const auto plan = planKeystrokes(keyboard.keymap(), codePoints);
+    TemporaryBindings bindings(keyboard);
+    int sinceCheck = codePointsPerCheck;
+    bool bindingsChanged = false;
+    for (const auto& step : plan) {
+        if (const auto* binding = std::get_if<KeyBinding>(&step)) {
+            bindings.bind(*binding);
+            bindingsChanged = true;
+            continue;
+        }
+        if (bindingsChanged) {
+            co_await sleepFor(mappingSettle);
+            bindingsChanged = false;
+        }
+        // Whatever has the focus takes the keys.
+        if (sinceCheck == codePointsPerCheck) {
+            co_await checkBeforeKeys(target, stillWanted);
+            sinceCheck = 0;
+        }
+        tap(keyboard, std::get<Keystroke>(step));
+        ++sinceCheck;
+        co_await sleepFor(keyInterval);
+    }
+}
+
+// The user's modifier keys would change or swallow the keys typed, and the keys go wherever the
+// focus is.
+Task<void> InputInjector::checkBeforeKeys(CapturedInsertionTarget& target,
+                                          const StillWanted& stillWanted) {
+    throwUnlessWanted(stillWanted);
+    throwIfInvalid(target);
+    if (heldModifiers() != 0) {
+        co_await waitForModifierRelease(stillWanted);
+        throwUnlessWanted(stillWanted);
+        throwIfInvalid(target);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "Invocation/CapturedInsertionTarget.h"
 #include "Invocation/KeyboardEventPosting.h"
+#include "Invocation/KeymapKeyboard.h"
 #include "Runtime/ModifierFlags.h"
 #include "Runtime/Task.h"
 #include "Storage/TransientSecret.h"
@@ -10,15 +11,20 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace kestrelle {
 
-// Types a password as Unicode text carried by synthetic key events, never as key codes of
-// characters, in short chunks posted to the target's process alone. It waits for the
-// shortcut's modifier keys to be released first, and re-validates the target before every
-// chunk. Main-thread object.
+// Types a password into the captured field, one of two ways. With Unicode key events (macOS):
+// the text in short chunks carried by events posted to the target's process alone, never as key
+// codes of characters, re-validating the target before every chunk. Through the keymap (X11):
+// one key per code point, binding free key codes to characters the keymap lacks; those keys
+// reach whatever has the focus and combine with the modifier keys the user holds, so the target
+// and the modifiers are checked before every second code point. Either way it first waits for
+// the shortcut's modifier keys to be released. Main-thread object.
 class InputInjector {
 public:
     static constexpr int chunkLimit = 20;
@@ -28,9 +34,17 @@ public:
     static constexpr std::uint64_t modifierMask = modifier::deviceIndependentMask;
     // The typed text comes from the attached string alone.
     static constexpr std::uint16_t virtualKey = 0;
+    // Through the keymap, at most this many code points are typed between two checks: a focus
+    // change lets at most one more character into the next field.
+    static constexpr int codePointsPerCheck = 2;
+    // After every key, so the field has taken a key before the binding it used changes.
+    static constexpr std::chrono::milliseconds keyInterval{4};
+    // Between changing bindings and the first key that uses them, so clients see the new map.
+    static constexpr std::chrono::milliseconds mappingSettle{10};
 
-    // `keyboard` must outlive the injector.
-    explicit InputInjector(KeyboardEventPosting& keyboard) : keyboard_(keyboard) {}
+    // Each keyboard must outlive the injector.
+    explicit InputInjector(KeyboardEventPosting& keyboard) : keyboard_(std::ref(keyboard)) {}
+    explicit InputInjector(KeymapKeyboard& keyboard) : keyboard_(std::ref(keyboard)) {}
     InputInjector(const InputInjector&) = delete;
     InputInjector& operator=(const InputInjector&) = delete;
 
@@ -48,11 +62,17 @@ public:
     static std::vector<std::u16string_view> utf16Chunks(std::u16string_view text, int limit);
 
 private:
+    std::uint64_t heldModifiers();
     Task<void> waitForModifierRelease(const StillWanted& stillWanted);
-    Task<void> postUnicode(std::u16string_view text, CapturedInsertionTarget& target,
-                           const StillWanted& stillWanted);
+    Task<void> postUnicode(KeyboardEventPosting& keyboard, std::u16string_view text,
+                           CapturedInsertionTarget& target, const StillWanted& stillWanted);
+    Task<void> typeKeys(KeymapKeyboard& keyboard, std::span<const char32_t> codePoints,
+                        CapturedInsertionTarget& target, const StillWanted& stillWanted);
+    Task<void> checkBeforeKeys(CapturedInsertionTarget& target, const StillWanted& stillWanted);
 
-    KeyboardEventPosting& keyboard_;
+    std::variant<std::reference_wrapper<KeyboardEventPosting>,
+                 std::reference_wrapper<KeymapKeyboard>>
+        keyboard_;
 };
 
 } // namespace kestrelle

@@ -248,6 +248,14 @@ TEST_F(AppCoordinatorTest, SettingsPollsThePermissionWhileOpenAndClearsFormsOnCl
     EXPECT_EQ(windows.calls, (std::vector<std::string>{"activate", "make key"}));
 }
 
+// Typing through the keymap needs the platform's keymap keyboard, not its Unicode events.
+TEST_F(AppCoordinatorTest, RefusesToStartWithoutTheKeyboardItsWayOfTypingNeeds) {
+    auto x11 = platform;
+    x11.traits = PlatformTraits::x11();
+    x11.makePickerPanel = [] { return std::make_unique<test::FakePickerPanel>(); };
+    EXPECT_DEATH(AppCoordinator::create(x11), "keyboard its way of typing needs");
+}
+
 TEST(StatusItemControllerTest, InstallsOnceAndRunsTheHookOfTheChosenItemWhileItLives) {
     test::FakeStatusBar bar;
     std::vector<std::string> ran;

@@ -1,8 +1,10 @@
 #include "Invocation/InputInjector.h"
 
+#include "Invocation/KeystrokePlan.h"
 #include "Runtime/Cancellation.h"
 #include "Support/FakeInsertionTarget.h"
 #include "Support/FakeKeyboardEvents.h"
+#include "Support/FakeKeymapKeyboard.h"
 #include "Support/ManualExecutor.h"
 #include "Support/TaskProbe.h"
 
@@ -29,15 +31,33 @@ std::u16string utf16(std::string_view ascii) {
     return {ascii.begin(), ascii.end()};
 }
 
+// 38 code points: eight characters a US keymap lacks, and characters at both of its levels; as
+// typed, and as stored.
+constexpr std::u32string_view mixedCodePoints =
+    U"K\u00E4se&Br\u00F6t-\u20AC42 \u6F22\u5B57\U0001F600 "
+    U"Stra\u00DFe_\u00E4\u20AC\u6F22\U0001F600~Zz9!Qu\u00FC#";
+const std::string_view mixed =
+    reinterpret_cast<const char*>(u8"K\u00E4se&Br\u00F6t-\u20AC42 \u6F22\u5B57\U0001F600 "
+                                  u8"Stra\u00DFe_\u00E4\u20AC\u6F22\U0001F600~Zz9!Qu\u00FC#");
+
 class InputInjectorTest : public ::testing::Test {
 protected:
     // Starts typing `password` (UTF-8) and runs until the first pause.
-    test::TaskProbe<void> type(std::string_view password) {
+    test::TaskProbe<void> type(std::string_view password, InputInjector* through = nullptr) {
         secret = std::make_unique<TransientSecret>(SecretBytes(password.begin(), password.end()));
-        test::TaskProbe<void> probe(executor,
-                                    injector.insert(*secret, target, [this] { return wanted; }));
+        running.emplace(executor, (through ? *through : injector).insert(*secret, target, [this] {
+            return wanted;
+        }));
         executor.runUntilIdle();
-        return probe;
+        return *running;
+    }
+    // Fresh keyboards of both kinds, `freeKeys` key codes free in the keymap, a fresh target.
+    void reset(std::size_t freeKeys = 8) {
+        keyboard = test::FakeKeyboardEvents{executor};
+        keys = test::FakeKeymapKeyboard{executor, freeKeys};
+        target = std::make_shared<test::FakeInsertionTarget>(targetPid);
+        wanted = true;
+        start = executor.monotonicNow();
     }
     // How the typing ended: "typed", "cancelled", the error's name, or "running".
     static std::string outcomeOf(const test::TaskProbe<void>& probe) {
@@ -58,43 +78,27 @@ protected:
     std::shared_ptr<test::FakeInsertionTarget> target =
         std::make_shared<test::FakeInsertionTarget>(targetPid);
     InputInjector injector{keyboard};
+    test::FakeKeymapKeyboard keys{executor, 8};
+    InputInjector keymapInjector{keys};
     std::unique_ptr<TransientSecret> secret;
+    std::optional<test::TaskProbe<void>> running;
     bool wanted = true;
 };
 
-TEST(InputInjectorChunksTest, KeepWithinTheLimitAndNeverSplitASurrogatePair) {
-    using Chunks = std::vector<std::u16string_view>;
-    const auto twentyOne = utf16(letters(21));
-    // A pair at units 20 and 21 moves whole into the second chunk.
-    const auto withKey = utf16(letters(19)) + u"\U0001F511z";
-    const std::vector<std::tuple<std::u16string_view, int, Chunks>> cases{
-        {twentyOne, 21, {twentyOne}},
-        {twentyOne, 20, {std::u16string_view(twentyOne).substr(0, 20), u"u"}},
-        {withKey, 20, {std::u16string_view(withKey).substr(0, 19), u"\U0001F511z"}},
-        {u"\U0001F511\U0001F512\U0001F513", 3, {u"\U0001F511", u"\U0001F512", u"\U0001F513"}},
-        {u"a\xD800", 2, {u"a\xD800"}}, // a lone surrogate is one unit
-        {u"", 20, {}},
-        {u"abc", 1, {}},
-        {u"abc", -3, {}},
-    };
-    for (const auto& [text, limit, chunks] : cases) {
-        SCOPED_TRACE(testing::Message() << text.size() << " units, limit " << limit);
-        EXPECT_EQ(InputInjector::utf16Chunks(text, limit), chunks);
-    }
-}
-
 // Each chunk of at most 20 units is a key-down and, 12 ms later, a key-up of virtual key 0
-// without modifiers, both carrying its text, posted to the target's process alone. The target is
-// validated before the modifier wait, after it, and before each chunk.
+// without modifiers, both carrying its text, posted to the target's process alone; a surrogate
+// pair at units 20 and 21 moves whole into the next chunk. The target is validated before the
+// modifier wait, after it, and before each chunk.
 TEST_F(InputInjectorTest, TypesChunksAsKeyPairsWithoutModifiersToTheTarget) {
-    const auto probe = type("p\xC3\xA4ss \xE2\x82\xAC \xF0\x9F\x94\x91" + letters(55));
+    const auto probe =
+        type("p\xC3\xA4ss \xE2\x82\xAC " + letters(12) + "\xF0\x9F\x94\x91" + letters(42));
     executor.advance(47ms);
     EXPECT_FALSE(probe.finished());
     executor.advance(1ms);
     ASSERT_TRUE(probe.succeeded());
-    EXPECT_EQ(keyboard.chunkSizes(), (std::vector<std::size_t>{20, 20, 20, 4}));
-    EXPECT_TRUE(test::sameUnits(keyboard.typedUnits(),
-                                u"p\u00E4ss \u20AC \U0001F511" + utf16(letters(55))));
+    EXPECT_EQ(keyboard.chunkSizes(), (std::vector<std::size_t>{19, 20, 20, 4}));
+    EXPECT_TRUE(test::sameUnits(keyboard.typedUnits(), u"p\u00E4ss \u20AC " + utf16(letters(12)) +
+                                                           u"\U0001F511" + utf16(letters(42))));
     for (std::size_t index = 0; index < keyboard.posted.size(); ++index) {
         SCOPED_TRACE(index);
         const auto& event = keyboard.posted[index];
@@ -103,23 +107,21 @@ TEST_F(InputInjectorTest, TypesChunksAsKeyPairsWithoutModifiersToTheTarget) {
         EXPECT_EQ(event.at - start, 12ms * ((index + 1) / 2));
         EXPECT_EQ(event.processIdentifier, targetPid);
         EXPECT_EQ(event.flags, 0U);
-        EXPECT_EQ(event.virtualKey, 0);
         EXPECT_TRUE(event.units == keyboard.posted[index & ~1U].units);
     }
     EXPECT_EQ(target->validations, 6);
 
-    keyboard.posted.clear();
+    // An empty password posts nothing.
     EXPECT_TRUE(type("").succeeded());
-    EXPECT_TRUE(keyboard.posted.empty());
+    EXPECT_EQ(keyboard.posted.size(), 8U);
 }
 
 TEST_F(InputInjectorTest, WaitsTwentyChecksForTheModifiersToBeReleased) {
-    // Caps Lock and Fn are not shortcut modifiers.
-    keyboard.releasedFlags = 0x10000 | 0x800000;
     for (const int heldChecks : {19, 20}) {
         SCOPED_TRACE(heldChecks);
-        keyboard.posted.clear();
-        keyboard.modifierChecks = 0;
+        reset();
+        // Caps Lock and Fn are not shortcut modifiers.
+        keyboard.releasedFlags = 0x10000 | 0x800000;
         keyboard.heldChecks = heldChecks;
         const auto probe = type("abc");
         executor.advance(25ms * heldChecks - 1ms);
@@ -180,10 +182,7 @@ TEST_F(InputInjectorTest, StopsBeforeAnyOrTheNextChunkWithoutLeavingAKeyDown) {
     };
     for (const auto& [name, before, outcome, posted, password, after] : cases) {
         SCOPED_TRACE(name);
-        keyboard = test::FakeKeyboardEvents{executor};
-        target = std::make_shared<test::FakeInsertionTarget>(targetPid);
-        wanted = true;
-        start = executor.monotonicNow();
+        reset();
         before();
         const auto probe = type(password);
         after(probe);
@@ -194,6 +193,71 @@ TEST_F(InputInjectorTest, StopsBeforeAnyOrTheNextChunkWithoutLeavingAKeyDown) {
         // Whole chunks of 20 units each.
         EXPECT_TRUE(test::sameUnits(keyboard.typedUnits(), utf16(letters(posted / 2 * 20))));
     }
+}
+
+TEST(KeystrokePlanTest, TypesWhatTheKeymapHasAndBindsFreeKeysForTheRestInRuns) {
+    using Keymap = KeymapKeyboard::Keymap;
+    // Key codes 10 and 13 are free; 11 has symbols at higher levels only.
+    const Keymap keymap{
+        .firstKeyCode = 8,
+        .keys = {{'a', 'A'}, {0xFFE1}, {}, {.boundElsewhere = true}, {'b', 'a'}, {}}};
+    const auto key = [](std::uint8_t keyCode) { return Keystroke{keyCode, std::nullopt}; };
+    const std::vector<std::tuple<const Keymap&, std::u32string_view, KeystrokePlan>> cases{
+        {keymap, U"aAb", KeystrokePlan{key(8), Keystroke{8, 9}, key(12)}},
+        {keymap, U"\u00E4\U0001F600\u00E4",
+         KeystrokePlan{KeyBinding{13, 0xE4}, KeyBinding{10, 0x0101F600}, key(13), key(10),
+                       key(13)}},
+        // A third character takes the key of one not needed in the run ahead.
+        {keymap, U"\u00E4\u00F6\u00FC\u00F6",
+         KeystrokePlan{KeyBinding{13, 0xE4}, KeyBinding{10, 0xF6}, key(13), key(10),
+                       KeyBinding{13, 0xFC}, key(13), key(10)}},
+    };
+    for (const auto& [map, text, plan] : cases) {
+        SCOPED_TRACE(testing::Message() << text.size() << " code points");
+        EXPECT_EQ(planKeystrokes(map, text), plan);
+    }
+    // No Shift key and no free key code.
+    EXPECT_THROW(planKeystrokes(Keymap{.firstKeyCode = 8, .keys = {{'a', 'A'}}}, U"aA"),
+                 InputInjectionError);
+}
+
+// Through a US keymap that lacks eight of the password's characters: free key codes are bound
+// in as few runs as they allow, each with one wait. Keys go to whatever has the focus and combine
+// with the modifier keys the user holds, so after any change at most one more gets through.
+// However typing ends, no key is left down or bound.
+TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsWithinTwoCodePointsOfAnyChange) {
+    const std::vector<std::tuple<const char*, std::string, std::size_t, std::function<void()>>>
+        cases{
+            {"8 free keys", "typed", 8, nullptr},
+            {"1 free key", "typed", 1, nullptr},
+            {"no free key", "noFreeKey", 0, nullptr},
+            {"focus moved", "targetChanged", 3, [&] { target->failure = Kind::targetChanged; }},
+            {"Shift held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::shift; }},
+            {"Alt held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::option; }},
+            {"not wanted", "cancelled", 3, [&] { wanted = false; }},
+            {"cancelled", "cancelled", 3, [&] { running->cancel(); }},
+        };
+    for (const auto& [name, outcome, freeKeys, change] : cases) {
+        for (const std::size_t after : {1, 2, 7, 30}) {
+            SCOPED_TRACE(testing::Message() << name << " after key " << after);
+            reset(freeKeys);
+            keys.onKeyPress = {after, change ? change : [] {}};
+            const auto probe = type(mixed, &keymapInjector);
+            // One wait for all eight bindings, then a pause after each key.
+            executor.advance(InputInjector::mappingSettle + 37 * InputInjector::keyInterval);
+            EXPECT_EQ(keys.keyPresses == 38, freeKeys == 8);
+            executor.advance(2s);
+            EXPECT_EQ(outcomeOf(probe), outcome);
+            const std::size_t typed = change ? after : outcome == "typed" ? 38 : 0;
+            EXPECT_LE(keys.keyPresses, typed + (change ? 1 : 0));
+            EXPECT_TRUE(std::ranges::equal(keys.typed | std::views::take(typed),
+                                           mixedCodePoints.substr(0, typed)));
+            EXPECT_TRUE(keys.map.keys == test::FakeKeymapKeyboard::usKeymap(freeKeys).keys);
+            EXPECT_EQ(keys.keysDown, 0);
+        }
+    }
+    reset();
+    EXPECT_EQ(outcomeOf(type("\xE4", &keymapInjector)), "invalidUTF8");
 }
 
 } // namespace

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace kestrelle {
+
+// A keyboard whose synthetic keys type what the keymap binds to them (X11 with XTest). Keys go
+// to whatever has the focus and combine with the modifier keys the user holds. Each call is one
+// request to the platform, so the injector decides every key, binding and order. Faked by
+// test::FakeKeymapKeyboard.
+class KeymapKeyboard {
+public:
+    using KeyCode = std::uint8_t;
+    // The platform's keysym values; 0 is no symbol.
+    using Keysym = std::uint32_t;
+
+    struct Key {
+        Keysym unshifted = 0;
+        Keysym shifted = 0;
+        // A symbol at some further level or group keeps the key from counting as free.
+        bool boundElsewhere = false;
+
+        friend bool operator==(const Key&, const Key&) = default;
+    };
+    struct Keymap {
+        KeyCode firstKeyCode = 8;
+        // One per key code, from `firstKeyCode` on.
+        std::vector<Key> keys;
+    };
+
+    virtual ~KeymapKeyboard() = default;
+
+    virtual Keymap keymap() = 0;
+    // The modifier keys held right now, as modifier:: bits.
+    virtual std::uint64_t currentModifierFlags() = 0;
+    virtual void postKey(KeyCode keyCode, bool down) = 0;
+    // Binds the key at both levels to `keysym`, or with none leaves it without any symbol.
+    virtual void bindKey(KeyCode keyCode, std::optional<Keysym> keysym) = 0;
+};
+
+} // namespace kestrelle
