@@ -45,8 +45,8 @@ protected:
 
     // Contexts are also made to read availability; these are the ones that showed a prompt.
     std::size_t prompts() const {
-        return std::count_if(biometrics.made.begin(), biometrics.made.end(),
-                             [](const auto& context) { return !context->reasons.empty(); });
+        return std::ranges::count_if(biometrics.made,
+                                     [](const auto& context) { return !context->reasons.empty(); });
     }
 
     // The shortcut, as the system delivers it.
@@ -198,8 +198,10 @@ TEST_F(AppCoordinatorTest, TheReuseWindowFromSettingsHoldsUntilTheScreenLocks) {
     ASSERT_TRUE(panel->isVisible());
     EXPECT_EQ(prompts(), 1U);
 
+    coordinator->settingsModel().beginAdd();
     interruptions.interrupt();
     executor.runUntilIdle();
+    EXPECT_FALSE(coordinator->settingsModel().editorModel()) << "a half-typed password is dropped";
     EXPECT_FALSE(panel->isVisible());
     EXPECT_EQ(coordinator->invocationCoordinator().phase(), Phase::idle);
     pressShortcut();
