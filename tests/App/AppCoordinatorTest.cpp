@@ -141,7 +141,7 @@ TEST_F(AppCoordinatorTest, ALaunchRegistersTheShortcutAndEveryChangeOfItAndRoute
     ASSERT_TRUE(lifecycle.didFinishLaunching());
     EXPECT_EQ(hotKeys.calls, (std::vector<std::string>{"install", "register 49 2048"}));
     EXPECT_EQ(coordinator->settings().shortcutStatus(), ShortcutStatus::registered());
-    EXPECT_EQ(statusBar.itemCount, 1);
+    EXPECT_EQ(statusBar.menu, statusMenu());
     EXPECT_EQ(mainMenu.items, kestrelle::mainMenu());
     EXPECT_EQ(updater.starts, 1);
 
