@@ -26,9 +26,7 @@ class FakeBiometricContext final : public BiometricContext, public FakeBiometric
 public:
     void invalidate() override {
         invalidated = true;
-        if (authentication) {
-            authentication->invalidate();
-        }
+        authentication->invalidate();
         finish({false, BiometricErrorCode::appCancel});
     }
     std::shared_ptr<AuthenticationContext> authenticationContext() override {
@@ -39,7 +37,7 @@ public:
     void approvePrompt() { finish({true, std::nullopt}); }
     void failPrompt(std::optional<BiometricErrorCode> code) { finish({false, code}); }
 
-    // What the Keychain sees; null plays a context without a native session.
+    // What the Keychain sees.
     std::shared_ptr<FakeAuthenticationContext> authentication =
         std::make_shared<FakeAuthenticationContext>();
     std::vector<std::string> reasons; // of every evaluation, in order

@@ -20,38 +20,35 @@ public:
 
     TemporaryFile createTemporaryFile(const std::filesystem::path& directory,
                                       const std::string& prefix) override {
-        failIf(Step::createTemporaryFile);
-        return real_.createTemporaryFile(directory, prefix);
+        return take(Step::createTemporaryFile).createTemporaryFile(directory, prefix);
     }
     void writeAll(int descriptor, std::string_view bytes) override {
         real_.writeAll(descriptor,
                        failingStep == Step::writeAll ? bytes.substr(0, bytes.size() / 2) : bytes);
-        failIf(Step::writeAll);
+        take(Step::writeAll);
     }
-    void sync(int descriptor) override {
-        failIf(Step::sync);
-        real_.sync(descriptor);
-    }
+    void sync(int descriptor) override { take(Step::sync).sync(descriptor); }
     void close(int descriptor) override {
         real_.close(descriptor);
-        failIf(Step::close);
+        take(Step::close);
     }
     void rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
-        failIf(Step::rename);
-        real_.rename(from, to);
+        take(Step::rename).rename(from, to);
     }
     void syncDirectory(const std::filesystem::path& directory) override {
-        failIf(Step::syncDirectory);
-        real_.syncDirectory(directory);
+        take(Step::syncDirectory).syncDirectory(directory);
     }
     void remove(const std::filesystem::path& path) noexcept override { real_.remove(path); }
 
 private:
-    void failIf(Step step) {
+    // Records `step` and fails it when it is the failing one; otherwise the real file system
+    // carries it out.
+    PosixFileSystem& take(Step step) {
         steps.push_back(step);
         if (failingStep == step) {
             throw std::system_error(std::make_error_code(std::errc::io_error));
         }
+        return real_;
     }
 
     PosixFileSystem real_;

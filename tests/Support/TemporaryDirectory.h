@@ -14,11 +14,7 @@ namespace kestrelle::test {
 // in it on destruction.
 class TemporaryDirectory {
 public:
-    TemporaryDirectory()
-        : path_(std::filesystem::temp_directory_path() /
-                ("kestrelle-test-" + Uuid::random().toString())) {
-        std::filesystem::create_directories(path_);
-    }
+    TemporaryDirectory() { std::filesystem::create_directories(path_); }
     ~TemporaryDirectory() {
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
@@ -45,7 +41,8 @@ public:
     }
 
 private:
-    std::filesystem::path path_;
+    std::filesystem::path path_ =
+        std::filesystem::temp_directory_path() / ("kestrelle-test-" + Uuid::random().toString());
 };
 
 } // namespace kestrelle::test

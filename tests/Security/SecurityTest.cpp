@@ -1,6 +1,6 @@
-#include "Security/SecurePasswordService.h"
-
 #include "Security/BiometricAuthenticationError.h"
+#include "Security/ExclusiveOperationGate.h"
+#include "Security/SecurePasswordService.h"
 #include "Security/SettingsTransactionError.h"
 #include "Support/FakeBiometrics.h"
 #include "Support/FakeKeychainBackend.h"
@@ -9,15 +9,88 @@
 #include "Support/TaskProbe.h"
 
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 namespace kestrelle {
+
+void PrintTo(const BiometricAuthenticationError& error, std::ostream* out) {
+    *out << error.description();
+}
+
 namespace {
 
 using namespace std::chrono_literals;
 using test::secretBytes;
 using test::TaskProbe;
+using Availability = BiometricAvailability;
 using Error = BiometricAuthenticationError;
 using Operation = SettingsOperation;
+
+// Biometry states make `unavailable`, every kind of cancellation `cancelled`, anything else fails.
+TEST(BiometricMappingTest, PlatformCodesMapToTheFewCasesTheUserSees) {
+    const auto notEnrolled = BiometricErrorCode::biometryNotEnrolled;
+    EXPECT_EQ(Availability::from({false, BiometryType::touchID, notEnrolled}),
+              Availability::notEnrolled());
+    EXPECT_EQ(Error::fromEvaluationFailure(notEnrolled),
+              Error::unavailable(Availability::notEnrolled()));
+    EXPECT_EQ(Error::fromEvaluationFailure(BiometricErrorCode::appCancel), Error::cancelled());
+    EXPECT_EQ(Error::fromEvaluationFailure(std::nullopt), Error::failed());
+    EXPECT_EQ(Availability::from({true, BiometryType::faceID, std::nullopt}),
+              Availability::available(BiometricKind::faceID));
+    EXPECT_EQ(Availability::from({true, BiometryType::none, std::nullopt}),
+              Availability::unsupported());
+}
+
+using Events = std::vector<std::string>;
+
+Task<void> protectedWork(ExclusiveOperationGate& gate, Events& events, std::string name,
+                         Duration hold) {
+    auto guard = co_await gate.acquire();
+    events.push_back(name + " in");
+    co_await sleepFor(hold);
+    events.push_back(name + " out");
+}
+
+TEST(ExclusiveOperationGateTest, WaitersOwnTheGateOneAtATimeInArrivalOrder) {
+    test::ManualExecutor executor;
+    ExclusiveOperationGate gate;
+    Events events;
+    spawn(executor, protectedWork(gate, events, "owner", 10s));
+    executor.runUntilIdle();
+    for (auto name : {"first", "second"}) {
+        spawn(executor, protectedWork(gate, events, name, 1s));
+    }
+    executor.runUntilIdle();
+    EXPECT_EQ(gate.waiterCount(), 2U);
+    executor.advance(10s); // the owner releases; the first waiter's resumption is only queued
+    spawn(executor, protectedWork(gate, events, "newcomer", 1s));
+    executor.advance(3s);
+    EXPECT_EQ(events, (Events{"owner in", "owner out", "first in", "first out", "second in",
+                              "second out", "newcomer in", "newcomer out"}));
+    EXPECT_FALSE(gate.isHeld());
+}
+
+TEST(ExclusiveOperationGateTest, TheGuardReleasesOnCancellationAndTeardown) {
+    ExclusiveOperationGate gate;
+    Events events;
+    {
+        test::ManualExecutor executor;
+        test::TaskProbe<void> cancelled(executor, protectedWork(gate, events, "cancelled", 1h));
+        executor.runUntilIdle();
+        cancelled.cancel();
+        executor.runUntilIdle();
+        EXPECT_TRUE(cancelled.threw<CancelledError>());
+        EXPECT_FALSE(gate.isHeld());
+
+        // An owner and a waiter destroyed with their executor leave the gate free.
+        spawn(executor, protectedWork(gate, events, "owner", 1h));
+        spawn(executor, protectedWork(gate, events, "waiter", 1s));
+        executor.runUntilIdle();
+    }
+    EXPECT_FALSE(gate.isHeld());
+    EXPECT_EQ(gate.waiterCount(), 0U);
+}
 
 const std::string ok = "ok";
 const std::string cancelled = Error::cancelled().description();
