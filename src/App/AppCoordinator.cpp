@@ -72,16 +72,18 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
         .executor = platform.executor,
         .securePasswords = securePasswords_,
         .repository = *repository_,
-        .picker = PasswordPicker::create(platform.makePickerPanel(), platform.executor),
+        .picker = PasswordPicker::create(platform.makePickerPanel(), platform.executor,
+                                         platform.traits.screenYGrowsDown),
         .injector = injector_,
         .clipboard = clipboard_,
         .workspace = workspace,
         .activations = platform.activations,
         .alerts = platform.alerts,
-        .captureTarget = [&accessibility,
-                          &workspace]() -> std::shared_ptr<CapturedInsertionTarget> {
-            return AccessibilityInsertionTarget::capture(accessibility, workspace);
+        .captureTarget = [&accessibility, &workspace, pickerKeys = platform.traits.pickerKeys]()
+            -> std::shared_ptr<CapturedInsertionTarget> {
+            return AccessibilityInsertionTarget::capture(accessibility, workspace, pickerKeys);
         },
+        .traits = platform.traits,
     });
     // A change to entries never races an open picker, and voids every earlier approval.
     std::weak_ptr<InvocationCoordinator> invocations = invocationCoordinator_;

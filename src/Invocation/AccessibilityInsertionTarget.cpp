@@ -13,7 +13,8 @@ const Logger logger{"AccessibilityTarget"};
 
 std::shared_ptr<AccessibilityInsertionTarget>
 AccessibilityInsertionTarget::capture(AccessibilityService& accessibility,
-                                      ApplicationWorkspace& workspace) {
+                                      ApplicationWorkspace& workspace,
+                                      PlatformTraits::PickerKeys pickerKeys) {
     if (!accessibility.isProcessTrusted()) {
         logger.info("Capture failed: Accessibility is not trusted");
         return nullptr;
@@ -41,7 +42,7 @@ AccessibilityInsertionTarget::capture(AccessibilityService& accessibility,
     }
     auto target = std::make_shared<AccessibilityInsertionTarget>(
         Key{}, accessibility, workspace, processIdentifier, std::move(*found),
-        std::move(application));
+        std::move(application), pickerKeys);
     if (!target->beginObservingFocus()) {
         logger.info("Capture failed: could not observe focus changes");
         return nullptr;
@@ -57,9 +58,10 @@ AccessibilityInsertionTarget::AccessibilityInsertionTarget(Key, AccessibilitySer
                                                            ApplicationWorkspace& workspace,
                                                            std::int32_t processIdentifier,
                                                            AccessibilityElement element,
-                                                           AccessibilityElement application)
+                                                           AccessibilityElement application,
+                                                           PlatformTraits::PickerKeys pickerKeys)
     : accessibility_(accessibility), workspace_(workspace), processIdentifier_(processIdentifier),
-      element_(std::move(element)), application_(std::move(application)) {}
+      element_(std::move(element)), application_(std::move(application)), pickerKeys_(pickerKeys) {}
 
 bool AccessibilityInsertionTarget::beginObservingFocus() {
     // The observer must not keep its target alive: the target owns the observer.
@@ -87,7 +89,8 @@ bool AccessibilityInsertionTarget::beginObservingFocus() {
 void AccessibilityInsertionTarget::recordFocusChange() {
     // A field that regains the focus it never really lost is harmless.
     const auto current = FocusedTextSearch(accessibility_).focusedTextTarget(application_);
-    if (current && accessibility_.isSameElement(*current, element_)) {
+    if (current ? accessibility_.isSameElement(*current, element_)
+                : pickerKeys_ == PlatformTraits::PickerKeys::keyboardGrab) {
         return;
     }
     logger.notice("Target invalidated by AX focus notification; destinationFrontmost={}",

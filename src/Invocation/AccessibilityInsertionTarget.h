@@ -3,6 +3,7 @@
 #include "Invocation/AccessibilityService.h"
 #include "Invocation/ApplicationWorkspace.h"
 #include "Invocation/CapturedInsertionTarget.h"
+#include "Runtime/PlatformTraits.h"
 
 #include <cstdint>
 #include <memory>
@@ -13,7 +14,9 @@ namespace kestrelle {
 
 // The focused text field of the application the user invoked Kestrelle from. It watches that
 // application's focus from capture on, and once the focus has moved elsewhere, or another
-// application was activated, it refuses every later validation.
+// application was activated, it refuses every later validation. Where the picker takes the
+// keyboard by a grab, the field loses its focus to nobody while the picker is up: that alone
+// does not count as a move (validation still wants the field focused).
 class AccessibilityInsertionTarget final
     : public CapturedInsertionTarget,
       public std::enable_shared_from_this<AccessibilityInsertionTarget> {
@@ -25,11 +28,13 @@ public:
     // None, with the reason logged, when no supported text field can be captured. Both services
     // must outlive the target.
     static std::shared_ptr<AccessibilityInsertionTarget>
-    capture(AccessibilityService& accessibility, ApplicationWorkspace& workspace);
+    capture(AccessibilityService& accessibility, ApplicationWorkspace& workspace,
+            PlatformTraits::PickerKeys pickerKeys = PlatformTraits::PickerKeys::keyWindow);
 
     AccessibilityInsertionTarget(Key, AccessibilityService& accessibility,
                                  ApplicationWorkspace& workspace, std::int32_t processIdentifier,
-                                 AccessibilityElement element, AccessibilityElement application);
+                                 AccessibilityElement element, AccessibilityElement application,
+                                 PlatformTraits::PickerKeys pickerKeys);
     AccessibilityInsertionTarget(const AccessibilityInsertionTarget&) = delete;
     AccessibilityInsertionTarget& operator=(const AccessibilityInsertionTarget&) = delete;
 
@@ -53,6 +58,7 @@ private:
     const std::int32_t processIdentifier_;
     const AccessibilityElement element_;
     const AccessibilityElement application_;
+    const PlatformTraits::PickerKeys pickerKeys_;
     // Guards the latch: the platform may deliver focus notifications on another thread.
     mutable std::mutex lock_;
     bool focusChanged_ = false;

@@ -80,7 +80,7 @@ InvocationCoordinator::InvocationCoordinator(ConstructionKey, Dependencies depen
       picker_(std::move(dependencies.picker)), injector_(dependencies.injector),
       clipboard_(dependencies.clipboard), workspace_(dependencies.workspace),
       activations_(dependencies.activations), alerts_(dependencies.alerts),
-      captureTarget_(std::move(dependencies.captureTarget)) {}
+      captureTarget_(std::move(dependencies.captureTarget)), traits_(dependencies.traits) {}
 
 InvocationCoordinator::~InvocationCoordinator() {
     operationTask_.cancel();
@@ -150,6 +150,9 @@ Task<void> InvocationCoordinator::authenticate(std::weak_ptr<InvocationCoordinat
                                                Invocation invocation, Generation::Token token) {
     const auto [securePasswords, catalog] = reacquire(weak, token)->services();
     ApprovalGuard approval(securePasswords, invocation.id);
+    if (!invocation.target) {
+        invocation.target = co_await recapture(weak, token);
+    }
     const auto session = co_await securePasswords->beginInvocation(invocation.id);
     logger.notice("Invocation {} authenticated", invocation.id);
     auto snapshot = co_await catalog->snapshot();
@@ -188,6 +191,44 @@ Task<void> InvocationCoordinator::waitForTarget(std::weak_ptr<InvocationCoordina
             ++used;
         }
         co_await sleepFor(targetPollInterval);
+    }
+}
+
+Task<std::shared_ptr<CapturedInsertionTarget>>
+InvocationCoordinator::recapture(std::weak_ptr<InvocationCoordinator> weak,
+                                 Generation::Token token) {
+    const auto period = reacquire(weak, token)->traits_.captureRetryPeriod;
+    for (auto waited = Duration::zero(); waited < period; waited += retryInterval) {
+        co_await sleepFor(retryInterval);
+        const auto self = reacquire(weak, token);
+        if (auto target = self->captureTarget_ ? self->captureTarget_() : nullptr) {
+            logger.notice(
+                "Target captured after {} ms",
+                std::chrono::duration_cast<std::chrono::milliseconds>(waited + retryInterval)
+                    .count());
+            // Later activations are judged against it too.
+            std::get<Authenticating>(self->state_).invocation.target = target;
+            co_return target;
+        }
+    }
+    co_return nullptr;
+}
+
+Task<void>
+InvocationCoordinator::awaitFocusedTarget(std::weak_ptr<InvocationCoordinator> weak,
+                                          std::shared_ptr<CapturedInsertionTarget> target,
+                                          Generation::Token token) {
+    const auto period = reacquire(weak, token)->traits_.refocusPeriod;
+    for (auto waited = Duration::zero();; waited += retryInterval) {
+        const auto error = target->validationError();
+        if (!error) {
+            co_return;
+        }
+        if (error->kind() != InputInjectionError::Kind::targetChanged || waited >= period) {
+            throw *error;
+        }
+        co_await sleepFor(retryInterval);
+        reacquire(weak, token);
     }
 }
 
@@ -264,7 +305,7 @@ Task<void> InvocationCoordinator::deliver(std::weak_ptr<InvocationCoordinator> w
         ApprovalGuard approval(securePasswords, invocation.id);
         if (typing) {
             logger.notice("Checking original target");
-            requireTarget();
+            co_await awaitFocusedTarget(weak, invocation.target, token);
         }
         const bool eligible = co_await catalog->remainsEligible(entryID, snapshot);
         if (!eligible) {

@@ -10,6 +10,7 @@
 #include "Picker/PasswordPicker.h"
 #include "Runtime/Executor.h"
 #include "Runtime/Generation.h"
+#include "Runtime/PlatformTraits.h"
 #include "Runtime/TaskHandle.h"
 #include "Security/SecurePasswordService.h"
 
@@ -39,6 +40,9 @@ public:
     // half a second.
     static constexpr int authenticationInterfaceWaits = 40;
     static constexpr int otherApplicationWaits = 20;
+    // How often a capture at release, and a wait for the field's focus after a keyboard grab,
+    // look again within the traits' periods.
+    static constexpr auto retryInterval = std::chrono::milliseconds{10};
 
     struct Dependencies {
         Executor& executor;
@@ -52,6 +56,7 @@ public:
         AlertPresenting& alerts;
         // Captures the focused text field of the frontmost application, if there is one.
         std::function<std::shared_ptr<CapturedInsertionTarget>()> captureTarget;
+        PlatformTraits traits = PlatformTraits::macOS();
     };
 
     enum class Phase { idle, authenticating, choosing, inserting };
@@ -123,6 +128,13 @@ private:
                                    Generation::Token token);
     static Task<void> waitForTarget(std::weak_ptr<InvocationCoordinator> weak,
                                     Invocation invocation, Generation::Token token);
+    // Looks for the field again for the capture retry period, keeping the first one found.
+    static Task<std::shared_ptr<CapturedInsertionTarget>>
+    recapture(std::weak_ptr<InvocationCoordinator> weak, Generation::Token token);
+    // Validates the field before typing, waiting up to the refocus period for its focus.
+    static Task<void> awaitFocusedTarget(std::weak_ptr<InvocationCoordinator> weak,
+                                         std::shared_ptr<CapturedInsertionTarget> target,
+                                         Generation::Token token);
     static Task<void> deliver(std::weak_ptr<InvocationCoordinator> weak, Invocation invocation,
                               InvocationSession session,
                               InvocationCatalogProvider::Snapshot snapshot, Uuid entryID,
@@ -161,6 +173,7 @@ private:
     ApplicationActivations& activations_;
     AlertPresenting& alerts_;
     std::function<std::shared_ptr<CapturedInsertionTarget>()> captureTarget_;
+    const PlatformTraits traits_;
     State state_;
     // Advances with every change of state, so a token names one invocation in one phase.
     Generation states_;

@@ -22,15 +22,16 @@ auto weakly(std::weak_ptr<PasswordPicker> picker, Action action) {
 } // namespace
 
 std::shared_ptr<PasswordPicker> PasswordPicker::create(std::unique_ptr<PasswordPickerPanel> panel,
-                                                       Executor& executor) {
-    auto picker = std::make_shared<PasswordPicker>(ConstructionKey{}, std::move(panel), executor);
+                                                       Executor& executor, bool screenYGrowsDown) {
+    auto picker = std::make_shared<PasswordPicker>(ConstructionKey{}, std::move(panel), executor,
+                                                   screenYGrowsDown);
     picker->wire();
     return picker;
 }
 
 PasswordPicker::PasswordPicker(ConstructionKey, std::unique_ptr<PasswordPickerPanel> panel,
-                               Executor& executor)
-    : executor_(executor), panel_(std::move(panel)) {}
+                               Executor& executor, bool screenYGrowsDown)
+    : executor_(executor), panel_(std::move(panel)), screenYGrowsDown_(screenYGrowsDown) {}
 
 PasswordPicker::~PasswordPicker() {
     if (keyFocusSettlingTask_) {
@@ -89,12 +90,14 @@ void PasswordPicker::placePanel(std::size_t entryCount, bool canType) {
         std::min(PasswordPickerContent::documentHeight(entryCount, canType), maximum);
     panel_->setContentSize({panelWidth, height});
 
-    // The lower-left bound goes first, so a panel larger than the frame is pinned to its top and
-    // right edges.
+    // The panel hangs below the pointer. The left bound goes first, so a panel wider than the
+    // frame is pinned to its right edge; one taller than the frame is pinned to its top.
     const double x =
         std::min(std::max(pointer.x - panelWidth / 2, frame.x), frame.maxX() - panelWidth);
     const double y =
-        std::min(std::max(pointer.y - height - pointerGap, frame.y), frame.maxY() - height);
+        screenYGrowsDown_
+            ? std::max(std::min(pointer.y + pointerGap, frame.maxY() - height), frame.y)
+            : std::min(std::max(pointer.y - height - pointerGap, frame.y), frame.maxY() - height);
     panel_->setFrameOrigin({x, y});
 }
 

@@ -38,10 +38,12 @@ public:
     static constexpr Rect fallbackScreenFrame{0, 0, 1440, 900};
 
     // The panel lives as long as the picker and is reused for every invocation; `executor`
-    // outlives the picker.
+    // outlives the picker. `screenYGrowsDown` says which way the panel's screen coordinates run.
     static std::shared_ptr<PasswordPicker> create(std::unique_ptr<PasswordPickerPanel> panel,
-                                                  Executor& executor);
-    PasswordPicker(ConstructionKey, std::unique_ptr<PasswordPickerPanel> panel, Executor& executor);
+                                                  Executor& executor,
+                                                  bool screenYGrowsDown = false);
+    PasswordPicker(ConstructionKey, std::unique_ptr<PasswordPickerPanel> panel, Executor& executor,
+                   bool screenYGrowsDown);
     PasswordPicker(const PasswordPicker&) = delete;
     PasswordPicker& operator=(const PasswordPicker&) = delete;
     ~PasswordPicker();
@@ -89,6 +91,7 @@ private:
     Logger logger_{"Picker"};
     Executor& executor_;
     std::unique_ptr<PasswordPickerPanel> panel_;
+    const bool screenYGrowsDown_;
     std::shared_ptr<PasswordPickerContent> content_ = std::make_shared<PasswordPickerContent>();
     std::optional<PasswordPickerSession> session_;
     std::unique_ptr<PasswordPickerPanel::Monitor> globalClickMonitor_;

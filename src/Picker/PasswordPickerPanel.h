@@ -44,10 +44,12 @@ public:
     virtual void updateHighlight(std::optional<int> rowToReveal) = 0;
 
     virtual void setContentSize(Size size) = 0;
-    // Screen coordinates of the lower-left corner.
+    // Screen coordinates of the corner nearest the origin: lower-left where y grows upwards,
+    // top-left where it grows downwards.
     virtual void setFrameOrigin(Point origin) = 0;
     // Shows the panel even though the app is not active.
     virtual void orderFrontRegardless() = 0;
+    // Where the picker takes the keyboard by a grab instead, these take and report the grab.
     virtual void makeKeyWindow() = 0;
     virtual void orderOut() = 0;
     virtual bool isKeyWindow() const = 0;

@@ -14,8 +14,8 @@ struct Size {
     friend bool operator==(const Size&, const Size&) = default;
 };
 
-// A rectangle in points. Screens use the platform's bottom-up coordinates; the picker's
-// document view is flipped, so its rectangles count y from the top.
+// A rectangle in points. Screens use the platform's coordinates (y upwards on macOS, downwards
+// on X11); the picker's document view counts y from the top.
 struct Rect {
     double x = 0;
     double y = 0;

@@ -101,6 +101,29 @@ TEST_F(AccessibilityInsertionTargetTest, ValidationFailsOnceTheFieldIsNoLongerTh
     }
 }
 
+// Where the picker grabs the keyboard, the field loses its focus to nobody while the picker is
+// up: that fails validation only until the field has the focus again. Focus given to another
+// field still counts for good, as any loss does where the picker is the key window.
+TEST_F(AccessibilityInsertionTargetTest, UnderAKeyboardGrabOnlyFocusGivenElsewhereCounts) {
+    using PickerKeys = PlatformTraits::PickerKeys;
+    for (const auto pickerKeys : {PickerKeys::keyWindow, PickerKeys::keyboardGrab}) {
+        SCOPED_TRACE(pickerKeys == PickerKeys::keyWindow ? "key window" : "keyboard grab");
+        startOver();
+        const auto target =
+            AccessibilityInsertionTarget::capture(accessibility, workspace, pickerKeys);
+        ASSERT_TRUE(target);
+        editor->focusedElement.reset();
+        field->focused = false;
+        accessibility.postFocusChanged(editorPid);
+        EXPECT_TRUE(target->validationError());
+        moveFocus(field);
+        EXPECT_EQ(target->validationError().has_value(), pickerKeys == PickerKeys::keyWindow);
+        moveFocus(otherField);
+        moveFocus(field);
+        EXPECT_TRUE(target->validationError());
+    }
+}
+
 TEST_F(AccessibilityInsertionTargetTest, ReleasingTheTargetRemovesItsObserver) {
     auto target = capture();
     ASSERT_TRUE(target);

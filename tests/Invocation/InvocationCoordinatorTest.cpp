@@ -82,7 +82,12 @@ protected:
             .workspace = workspace,
             .activations = activations,
             .alerts = alerts,
-            .captureTarget = [this] { return capturedTarget; },
+            .captureTarget =
+                [this] {
+                    ++captures;
+                    return capturedTarget;
+                },
+            .traits = traits,
         });
     }
     void TearDown() override {
@@ -160,6 +165,8 @@ protected:
     std::shared_ptr<test::FakeInsertionTarget> target =
         std::make_shared<test::FakeInsertionTarget>(editorPid);
     std::shared_ptr<CapturedInsertionTarget> capturedTarget = target;
+    int captures = 0;
+    PlatformTraits traits = PlatformTraits::macOS();
     std::unique_ptr<test::FakePickerPanel> ownedPanel = std::make_unique<test::FakePickerPanel>();
     test::FakePickerPanel* panel = ownedPanel.get();
     std::shared_ptr<PasswordPicker> picker =
@@ -344,6 +351,44 @@ TEST_F(InvocationCoordinatorTest, TheFieldGetsSeparateBudgetsToComeBackAfterTheP
     target->failure.reset();
     executor.advance(InvocationCoordinator::targetPollInterval);
     EXPECT_EQ(coordinator->phase(), Phase::choosing);
+}
+
+// Where an invocation starts at the shortcut's release, a capture that finds no field looks
+// again for up to 300 ms before the prompt; where the picker grabs the keyboard, typing waits up
+// to 300 ms for the field to have its focus back. Elsewhere neither waits.
+TEST_F(InvocationCoordinatorTest, X11TraitsRetryTheCaptureAndWaitForTheFieldsFocus) {
+    saveEntry();
+    for (const bool x11 : {false, true}) {
+        SCOPED_TRACE(x11 ? "X11" : "macOS");
+        traits = x11 ? PlatformTraits::x11() : PlatformTraits::macOS();
+        makeCoordinator();
+        for (const auto foundAfter : {50ms, 400ms}) {
+            startOver();
+            captures = 0;
+            capturedTarget = nullptr;
+            press();
+            executor.advance(foundAfter - 1ms);
+            capturedTarget = target;
+            executor.advance(1ms);
+            const bool found = x11 && foundAfter < traits.captureRetryPeriod;
+            EXPECT_EQ(captures, 1 + (x11 ? (found ? 5 : 30) : 0));
+            ASSERT_TRUE(panel->isVisible());
+            EXPECT_EQ(panel->content->showsHint(), !found);
+        }
+        for (const auto refocusedAfter : {100ms, 400ms}) {
+            startOver();
+            press();
+            target->failure = Kind::targetChanged;
+            pick();
+            executor.advance(refocusedAfter);
+            target->failure.reset();
+            executor.advance(1s);
+            const bool typed = x11 && refocusedAfter < traits.refocusPeriod;
+            EXPECT_EQ(keyDowns(), typed ? 1U : 0U);
+            EXPECT_EQ(alerts.shown,
+                      typed ? Alerts{} : alertOf(InputInjectionError(Kind::targetChanged)));
+        }
+    }
 }
 
 // Cancelled, or the coordinator gone, while the catalog is read after the prompt, or the catalog

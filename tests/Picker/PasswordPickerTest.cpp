@@ -29,10 +29,10 @@ class PasswordPickerTest : public ::testing::Test {
 protected:
     PasswordPickerTest() { makePicker(); }
 
-    void makePicker() {
+    void makePicker(bool screenYGrowsDown = false) {
         auto owned = std::make_unique<test::FakePickerPanel>();
         panel = owned.get();
-        picker = PasswordPicker::create(std::move(owned), executor);
+        picker = PasswordPicker::create(std::move(owned), executor, screenYGrowsDown);
         picker->setOnSelection([this](Uuid invocationID, Uuid entryID, PasswordAction action) {
             const auto entry = std::ranges::find(entries, entryID, &EntryMetadata::id);
             record("select " + std::to_string(entry - entries.begin()) +
@@ -88,23 +88,34 @@ TEST_F(PasswordPickerTest, ShowingTakesFocusWatchesEventsAndHighlightsTheFirstRo
     EXPECT_TRUE(outcomes.empty()) << "the first session was replaced silently";
 }
 
-// Near a corner the panel moves inside the visible frame of the pointer's screen; with no screen
-// at all it goes inside the fallback frame.
-TEST_F(PasswordPickerTest, ThePanelStaysInsideTheVisibleFrameOfThePointersScreen) {
-    const auto expectInside = [&](const Rect& frame) {
-        const Size size = panel->contentSize;
-        const Point at = panel->frameOrigin;
-        EXPECT_EQ(size.width, PasswordPicker::panelWidth);
-        EXPECT_TRUE(at.x >= frame.x && at.x + size.width <= frame.x + frame.width);
-        EXPECT_TRUE(at.y >= frame.y && at.y + size.height <= frame.y + frame.height);
-    };
-    panel->pointer = {1439, 899};
-    show(20);
-    expectInside(panel->allScreens.front().visibleFrame);
-    panel->allScreens.clear();
-    panel->main.reset();
-    show(3);
-    expectInside(PasswordPicker::fallbackScreenFrame);
+// The panel hangs below the pointer, whichever way the screen's y runs; near a corner it moves
+// inside the visible frame of the pointer's screen, and with no screen at all inside the
+// fallback frame.
+TEST_F(PasswordPickerTest, ThePanelHangsBelowThePointerInsideTheVisibleFrame) {
+    for (const bool yDown : {false, true}) {
+        SCOPED_TRACE(yDown ? "y grows downwards" : "y grows upwards");
+        makePicker(yDown);
+        const auto expectInside = [&](const Rect& frame) {
+            const Size size = panel->contentSize;
+            const Point at = panel->frameOrigin;
+            EXPECT_EQ(size.width, PasswordPicker::panelWidth);
+            EXPECT_TRUE(at.x >= frame.x && at.x + size.width <= frame.x + frame.width);
+            EXPECT_TRUE(at.y >= frame.y && at.y + size.height <= frame.y + frame.height);
+        };
+        show(3);
+        const double top =
+            yDown ? panel->frameOrigin.y : panel->frameOrigin.y + panel->contentSize.height;
+        EXPECT_EQ(top, panel->pointer.y + (yDown ? 1 : -1) * PasswordPicker::pointerGap);
+        for (const Point corner : {Point{1439, 899}, Point{0, 0}}) {
+            panel->pointer = corner;
+            show(20);
+            expectInside(panel->allScreens.front().visibleFrame);
+        }
+        panel->allScreens.clear();
+        panel->main.reset();
+        show(3);
+        expectInside(PasswordPicker::fallbackScreenFrame);
+    }
 }
 
 TEST_F(PasswordPickerTest, KeysChooseMoveAndDismiss) {
