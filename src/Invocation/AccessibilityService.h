@@ -19,6 +19,8 @@ namespace kestrelle {
 namespace accessibilityName {
 inline constexpr std::string_view enabled = "AXEnabled";
 inline constexpr std::string_view focused = "AXFocused";
+// No macOS attribute: AT-SPI's EDITABLE state, read only for AT-SPI's roles.
+inline constexpr std::string_view editable = "editable";
 inline constexpr std::string_view role = "AXRole";
 inline constexpr std::string_view focusedElement = "AXFocusedUIElement";
 inline constexpr std::string_view children = "AXChildren";
@@ -33,7 +35,8 @@ using AccessibilityValue = std::variant<std::monostate, bool, double, std::strin
 
 // The platform's accessibility service: reads other applications' user interfaces and reports
 // their focus changes. Every read is a blocking message to the element's application, sent from
-// the main thread. Implemented over AXUIElement on macOS; faked by test::FakeAccessibility.
+// the main thread. Implemented over AXUIElement on macOS and over AT-SPI on Linux
+// (AtspiAccessibilityService); faked by test::FakeAccessibility.
 class AccessibilityService {
 public:
     struct ObserverCreation {
@@ -49,7 +52,8 @@ public:
 
     // Bounds every later read of this element: a read without an answer within `timeout` gives
     // up and finds nothing (macOS: AXUIElementSetMessagingTimeout). The core sets it on each
-    // element before reading it.
+    // element before reading it. AT-SPI has one timeout for the whole process: there the bound
+    // holds for every later read of any element.
     virtual void setMessagingTimeout(const AccessibilityElement& element,
                                      std::chrono::milliseconds timeout) = 0;
 
@@ -61,8 +65,13 @@ public:
     // The members that are elements, in order; empty when the read fails.
     virtual std::vector<AccessibilityElement> copyElements(const AccessibilityElement& element,
                                                            std::string_view attribute) = 0;
+    // Whether the application can name its focused element at all, a read like the others.
+    // Where it cannot (AT-SPI toolkits without the Collection interface, such as Qt), no
+    // focused element means an unknown one rather than none. Every macOS application can.
+    virtual bool namesFocusedElement(const AccessibilityElement& application) = 0;
 
-    // Both local to this process, with no message sent.
+    // Neither sends a message to the element's application (AT-SPI asks its bus daemon for the
+    // process; macOS answers both locally).
     virtual bool isSameElement(const AccessibilityElement& a, const AccessibilityElement& b) = 0;
     // The process owning the element; none when the service cannot tell.
     virtual std::optional<std::int32_t> processIdentifier(const AccessibilityElement& element) = 0;

@@ -12,7 +12,14 @@ namespace {
 
 const Logger logger{"AccessibilityTarget"};
 
-constexpr std::array<std::string_view, 3> supportedRoles{"AXTextField", "AXTextArea", "AXComboBox"};
+constexpr std::array<std::string_view, 3> macRoles{"AXTextField", "AXTextArea", "AXComboBox"};
+// AT-SPI gives these roles to read-only fields and drop-down lists too: only its EDITABLE state
+// tells them apart.
+constexpr std::array<std::string_view, 4> atspiRoles{"text", "entry", "password text", "combo box"};
+
+bool contains(const auto& roles, std::string_view role) {
+    return std::find(roles.begin(), roles.end(), role) != roles.end();
+}
 
 } // namespace
 
@@ -50,18 +57,26 @@ bool FocusedTextSearch::isSupported(const AccessibilityElement& element) {
     }
     const auto role = accessibility_.attribute(element, accessibilityName::role);
     const auto* text = std::get_if<std::string>(&role);
-    return text &&
-           std::find(supportedRoles.begin(), supportedRoles.end(), *text) != supportedRoles.end();
+    if (!text) {
+        return false;
+    }
+    return contains(macRoles, *text) ||
+           (contains(atspiRoles, *text) &&
+            boolean(element, accessibilityName::editable).value_or(false));
 }
 
 std::optional<AccessibilityElement>
 FocusedTextSearch::focusedTextTarget(const AccessibilityElement& application) {
+    int remainingNodes = searchBudget;
     const auto focused =
         accessibility_.copyElement(bounded(application), accessibilityName::focusedElement);
     if (!focused) {
-        return std::nullopt;
+        // An application that cannot name its focused element may still have one somewhere.
+        if (accessibility_.namesFocusedElement(application)) {
+            return std::nullopt;
+        }
+        return searchChildren(application, remainingNodes);
     }
-    int remainingNodes = searchBudget;
     auto found = search(*focused, remainingNodes);
     if (!found) {
         logger.info("Unsupported focused target tree: {}",
@@ -86,6 +101,11 @@ std::optional<AccessibilityElement> FocusedTextSearch::search(const Accessibilit
             return found;
         }
     }
+    return searchChildren(node, remainingNodes);
+}
+
+std::optional<AccessibilityElement>
+FocusedTextSearch::searchChildren(const AccessibilityElement& node, int& remainingNodes) {
     // Every child is searched, so that a second candidate makes the result ambiguous.
     std::optional<AccessibilityElement> found;
     int results = 0;

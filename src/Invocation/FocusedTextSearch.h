@@ -28,10 +28,14 @@ public:
         : accessibility_(accessibility) {}
 
     // Enabled (or silent about it), focused, and a text field, text area or combo box. Secure
-    // text fields share the text field role, so password fields qualify.
+    // text fields share the text field role, so password fields qualify. AT-SPI spells the
+    // roles "text", "entry", "password text" and "combo box", and such an element must also be
+    // editable.
     bool isSupportedTextTarget(const AccessibilityElement& element);
 
     // Searches from the application's focused element; logs the tree when nothing is found.
+    // An application that cannot name its focused element has its whole tree searched, within
+    // the same budget.
     std::optional<AccessibilityElement> focusedTextTarget(const AccessibilityElement& application);
 
     // The roles and focus states under `element`, for the log.
@@ -44,6 +48,9 @@ private:
     bool isSupported(const AccessibilityElement& element);
     std::optional<AccessibilityElement> search(const AccessibilityElement& node,
                                                int& remainingNodes);
+    // The one result among the children's searches.
+    std::optional<AccessibilityElement> searchChildren(const AccessibilityElement& node,
+                                                       int& remainingNodes);
     void describe(const AccessibilityElement& node, int& remainingNodes, std::string& out);
 
     AccessibilityService& accessibility_;

@@ -8,8 +8,9 @@
 
 namespace kestrelle {
 
-// The app's executor on macOS: the main dispatch queue, with timers on the same queue.
-// Implemented in MainQueueExecutor_mac.mm.
+// The app's executor: the main thread's event loop, with timers on the same loop. `post` may be
+// called from any thread; the rest from the main thread. Implemented over the main dispatch
+// queue (MainQueueExecutor_mac.mm) and over the Qt event loop (MainQueueExecutor_linux.cpp).
 class MainQueueExecutor final : public Executor {
 public:
     MainQueueExecutor();

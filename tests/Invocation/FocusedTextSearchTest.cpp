@@ -43,30 +43,44 @@ protected:
 
 TEST_F(FocusedTextSearchTest, SupportsEnabledFocusedTextFieldsAreasAndComboBoxesOnly) {
     const std::string field = "AXTextField";
-    const std::vector<std::tuple<AccessibilityValue, AccessibilityValue, AccessibilityValue, bool>>
-        cases{{field, true, true, true},
-              {std::string("AXTextArea"), true, true, true},
-              {std::string("AXComboBox"), true, true, true},
-              {field, {}, true, true},
-              {field, false, true, false},
-              {field, true, false, false},
-              {field, true, {}, false},
-              {std::string("AXWebArea"), true, true, false},
-              {{}, true, true, false},
+    const std::string text = "text";
+    const std::vector<std::tuple<AccessibilityValue, AccessibilityValue, AccessibilityValue,
+                                 AccessibilityValue, bool>>
+        cases{{field, true, true, {}, true},
+              {std::string("AXTextArea"), true, true, {}, true},
+              {std::string("AXComboBox"), true, true, {}, true},
+              {field, {}, true, {}, true},
+              {field, false, true, {}, false},
+              {field, true, false, {}, false},
+              {field, true, {}, {}, false},
+              {std::string("AXWebArea"), true, true, {}, false},
+              {{}, true, true, {}, false},
               // Numbers 0 and 1 count as booleans; any other value is absent.
-              {field, 1.0, 1.0, true},
-              {field, 0.0, true, false},
-              {field, true, 0.0, false},
-              {field, 2.0, true, true},
-              {field, true, 0.5, false},
-              {field, std::string("false"), std::string("true"), false}};
+              {field, 1.0, 1.0, {}, true},
+              {field, 0.0, true, {}, false},
+              {field, true, 0.0, {}, false},
+              {field, 2.0, true, {}, true},
+              {field, true, 0.5, {}, false},
+              {field, std::string("false"), std::string("true"), {}, false},
+              // AT-SPI's roles, which must be editable too; macOS's are never asked.
+              {text, true, true, true, true},
+              {std::string("entry"), true, true, 1.0, true},
+              {std::string("password text"), true, true, true, true},
+              {std::string("combo box"), true, true, true, true},
+              {std::string("combo box"), true, true, {}, false},
+              {text, true, true, false, false},
+              {text, false, true, true, false},
+              {text, true, false, true, false},
+              {std::string("label"), true, true, true, false},
+              {field, true, true, false, true}};
     for (std::size_t index = 0; index < cases.size(); ++index) {
         SCOPED_TRACE(index);
-        const auto& [role, enabled, focused, supported] = cases[index];
+        const auto& [role, enabled, focused, editable, supported] = cases[index];
         auto node = FakeAccessibility::node(std::nullopt);
         node->role = role;
         node->enabled = enabled;
         node->focused = focused;
+        node->editable = editable;
         EXPECT_EQ(search.isSupportedTextTarget(FakeAccessibility::handle(node)), supported);
         EXPECT_EQ(node->timeout, FocusedTextSearch::elementReadTimeout);
     }
@@ -91,6 +105,29 @@ TEST_F(FocusedTextSearchTest, FindsTheOneFocusedTextFieldAtAnyDepth) {
     const auto application = accessibility.addApplication(43, {focusedField()});
     EXPECT_FALSE(search.focusedTextTarget(FakeAccessibility::handle(application)));
     EXPECT_TRUE(logs.messages().empty());
+}
+
+// Without a named focus, the one focused field anywhere in the application is the target.
+TEST_F(FocusedTextSearchTest, SearchesTheWholeApplicationOnlyWhereItCannotNameItsFocus) {
+    const auto field = focusedField();
+    const auto window = FakeAccessibility::group({staticText(), FakeAccessibility::group({field})});
+    const auto application = accessibility.addApplication(42, {window, staticText()});
+    const auto searched = [&] {
+        return search.focusedTextTarget(FakeAccessibility::handle(application));
+    };
+    EXPECT_FALSE(searched());
+    application->namesFocusedElement = false;
+    EXPECT_TRUE(isFound(searched(), field));
+
+    application->children.push_back(focusedField("AXTextArea"));
+    EXPECT_FALSE(searched());
+    application->children.pop_back();
+    // The node budget holds: the application's last child is never reached.
+    std::ranges::generate_n(std::back_inserter(window->children), FocusedTextSearch::searchBudget,
+                            staticText);
+    application->children.back()->reads = 0;
+    EXPECT_FALSE(searched());
+    EXPECT_EQ(application->children.back()->reads, 0);
 }
 
 } // namespace

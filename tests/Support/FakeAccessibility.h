@@ -14,6 +14,8 @@ namespace kestrelle::test {
 // does not report, as after a failed read.
 struct FakeAccessibilityNode {
     AccessibilityValue role, enabled, focused;
+    AccessibilityValue editable;
+    bool namesFocusedElement = true;
     std::vector<std::shared_ptr<FakeAccessibilityNode>> children;
     std::weak_ptr<FakeAccessibilityNode> focusedElement;
     std::optional<std::int32_t> processIdentifier;
@@ -88,10 +90,11 @@ public:
     AccessibilityValue attribute(const AccessibilityElement& element,
                                  std::string_view attribute) override {
         const auto* node = read(element);
-        return attribute == accessibilityName::role      ? node->role
-               : attribute == accessibilityName::enabled ? node->enabled
-               : attribute == accessibilityName::focused ? node->focused
-                                                         : AccessibilityValue{};
+        return attribute == accessibilityName::role       ? node->role
+               : attribute == accessibilityName::enabled  ? node->enabled
+               : attribute == accessibilityName::focused  ? node->focused
+               : attribute == accessibilityName::editable ? node->editable
+                                                          : AccessibilityValue{};
     }
     std::optional<AccessibilityElement> copyElement(const AccessibilityElement& element,
                                                     std::string_view attribute) override {
@@ -106,6 +109,9 @@ public:
         return attribute == accessibilityName::children
                    ? std::vector<AccessibilityElement>(children.begin(), children.end())
                    : std::vector<AccessibilityElement>{};
+    }
+    bool namesFocusedElement(const AccessibilityElement& application) override {
+        return read(application)->namesFocusedElement;
     }
     bool isSameElement(const AccessibilityElement& a, const AccessibilityElement& b) override {
         return a.object() == b.object();

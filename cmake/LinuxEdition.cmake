@@ -1,0 +1,22 @@
+# The Linux (X11) program: the portable libraries plus the adapters in src/**/*_linux.cpp,
+# on the Qt event loop. Only this target sees Qt, X11, AT-SPI, libsecret and D-Bus.
+find_package(Qt6 6.4 REQUIRED COMPONENTS Widgets DBus)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(KESTRELLE_DESKTOP REQUIRED IMPORTED_TARGET
+    atspi-2 libsecret-1 glib-2.0 gio-2.0 x11 x11-xcb xtst xi xcb xcb-xfixes)
+
+file(GLOB_RECURSE linux_adapters CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/src/*_linux.cpp")
+list(FILTER linux_adapters EXCLUDE REGEX "/main_linux\\.cpp$")
+
+add_library(kestrelle_linux STATIC ${linux_adapters})
+target_link_libraries(kestrelle_linux PUBLIC kestrelle_app Qt6::Widgets Qt6::DBus
+    PkgConfig::KESTRELLE_DESKTOP)
+# Qt's signals and slots keywords clash with GLib's headers.
+target_compile_definitions(kestrelle_linux PUBLIC QT_NO_KEYWORDS)
+set_target_properties(kestrelle_linux PROPERTIES AUTOMOC ON)
+
+if(EXISTS "${PROJECT_SOURCE_DIR}/src/App/main_linux.cpp")
+    add_executable(kestrelle "${PROJECT_SOURCE_DIR}/src/App/main_linux.cpp")
+    target_link_libraries(kestrelle PRIVATE kestrelle_linux)
+    install(TARGETS kestrelle RUNTIME DESTINATION bin)
+endif()
