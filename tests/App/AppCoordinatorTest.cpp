@@ -1,26 +1,7 @@
 #include "App/AppCoordinator.h"
 
 #include "App/ApplicationLifecycle.h"
-#include "Support/FakeAccessibility.h"
-#include "Support/FakeAlerts.h"
-#include "Support/FakeAppActivationNotifier.h"
-#include "Support/FakeApplicationActivations.h"
-#include "Support/FakeApplicationWorkspace.h"
-#include "Support/FakeBiometrics.h"
-#include "Support/FakeHotKeyService.h"
-#include "Support/FakeKeyboardEvents.h"
-#include "Support/FakeKeychainBackend.h"
-#include "Support/FakeLoginItemSystem.h"
-#include "Support/FakePasteboard.h"
-#include "Support/FakePickerPanel.h"
-#include "Support/FakeShell.h"
-#include "Support/FakeStatusBar.h"
-#include "Support/FakeSystemWorkspace.h"
-#include "Support/InMemoryKeyValueStore.h"
-#include "Support/InlineQueue.h"
-#include "Support/ManualExecutor.h"
-#include "Support/ManualRepeatingTimers.h"
-#include "Support/TemporaryDirectory.h"
+#include "Support/FakePlatform.h"
 
 #include <gtest/gtest.h>
 
@@ -33,9 +14,10 @@ using Phase = InvocationCoordinator::Phase;
 constexpr std::int32_t editorPid = 42;
 
 // The whole app on fakes: every service is real, every platform seam is a fake.
-class AppCoordinatorTest : public ::testing::Test {
+class AppCoordinatorTest : public ::testing::Test, protected test::FakePlatform {
 protected:
     AppCoordinatorTest() {
+        keychainQueue.runsAtOnce = true;
         auto field = test::FakeAccessibility::textField();
         auto editor =
             accessibility.addApplication(editorPid, {test::FakeAccessibility::group({field})});
@@ -66,61 +48,7 @@ protected:
         executor.runUntilIdle();
     }
 
-    test::ManualExecutor executor;
-    test::InMemoryKeyValueStore defaults;
-    test::FakeStatusBar statusBar;
-    test::FakeHotKeyService hotKeys;
-    bool trusted = true;
-    int trustPrompts = 0;
-    test::FakeSystemWorkspace systemWorkspace;
-    test::FakeAppActivationNotifier appActivations;
-    test::ManualRepeatingTimers timers{executor};
-    test::TemporaryDirectory directory;
-    test::FakeKeychainBackend keychain;
-    test::InlineQueue keychainQueue;
-    test::FakeBiometricContextFactory biometrics;
-    test::FakeAccessibility accessibility;
-    test::FakeApplicationWorkspace workspace;
-    test::FakeApplicationActivations activations;
-    std::unique_ptr<test::FakePickerPanel> madePanel = std::make_unique<test::FakePickerPanel>();
-    test::FakePickerPanel* panel = madePanel.get();
-    test::FakeKeyboardEvents keyboard{executor};
-    test::FakePasteboard pasteboard;
-    test::FakeAlerts alerts;
-    test::FakeSessionInterruptions interruptions;
-    test::FakeSettingsWindows windows;
-    test::FakeSoftwareUpdater updater;
-    int terminations = 0, aboutPanels = 0;
-
-    AppCoordinator::Platform platform{
-        .executor = executor,
-        .defaults = defaults,
-        .statusBar = statusBar,
-        .hotKeys = hotKeys,
-        .trustProbe = [this] { return trusted; },
-        .trustPrompt = [this] { ++trustPrompts; },
-        .systemWorkspace = systemWorkspace,
-        .appActivations = appActivations,
-        .timers = timers,
-        .bundle = RunningBundle{"/Applications/Kestrelle.app", "app.kestrelle.Kestrelle"},
-        .loginItems = std::make_shared<test::FakeLoginItemSystem>(),
-        .dataDirectory = [this] { return directory.path(); },
-        .keychain = keychain,
-        .keychainQueue = keychainQueue,
-        .biometrics = biometrics,
-        .accessibility = accessibility,
-        .workspace = workspace,
-        .activations = activations,
-        .makePickerPanel = [this] { return std::move(madePanel); },
-        .keyboard = keyboard,
-        .pasteboard = pasteboard,
-        .alerts = alerts,
-        .interruptions = interruptions,
-        .makeSettingsWindow =
-            [this](SettingsWindowContent content) { return windows.make(std::move(content)); },
-        .updater = updater,
-        .terminate = [this] { ++terminations; },
-    };
+    int aboutPanels = 0;
     std::shared_ptr<AppCoordinator> coordinator = AppCoordinator::create(platform);
     test::FakeRunningInstances instances;
     test::FakeMainMenu mainMenu;

@@ -34,13 +34,11 @@ const FrontmostApplication other{otherPid, "com.example.other"};
 const FrontmostApplication prompt{5, "com.apple.CoreAuthUI"};
 
 // Background work that runs at once, unless the test holds it to act meanwhile.
-struct HoldableQueue final : SerialQueue {
-    void async(std::function<void()> work) override {
-        held ? pending.async(std::move(work)) : work();
-    }
-    bool held = false;
-    test::ManualQueue pending;
-};
+test::ManualQueue holdableQueue() {
+    test::ManualQueue queue;
+    queue.runsAtOnce = true;
+    return queue;
+}
 
 // The catalog, read on a queue the test may hold, as a slower store would be; `duringRead` runs
 // there and may fail the read.
@@ -57,7 +55,7 @@ struct QueuedCatalog final : EntryCatalogStoring {
         stored = std::move(catalog);
         co_return;
     }
-    HoldableQueue queue;
+    test::ManualQueue queue = holdableQueue();
     EntryCatalog stored;
     std::function<void()> duringRead;
 };
@@ -94,8 +92,8 @@ protected:
         if (coordinator) {
             coordinator->cancel();
         }
-        keychainQueue.pending.runAll();
-        catalog.queue.pending.runAll();
+        keychainQueue.runAll();
+        catalog.queue.runAll();
         executor.runUntilIdle();
         EXPECT_EQ(service->liveRecordCount(), 0U);
         EXPECT_FALSE(service->isGateHeld());
@@ -150,7 +148,7 @@ protected:
     test::ManualExecutor executor;
     test::FakeBiometricContextFactory factory;
     test::FakeKeychainBackend keychain;
-    HoldableQueue keychainQueue;
+    test::ManualQueue keychainQueue = holdableQueue();
     SecretStore store{keychain, keychainQueue};
     std::shared_ptr<SecurePasswordService> service =
         std::make_shared<SecurePasswordService>(factory, store, executor);
@@ -405,18 +403,18 @@ TEST_F(InvocationCoordinatorTest, AnInvocationEndedDuringAReadGoesNoFurther) {
                                                 << (destroyed ? ", destroyed" : ", cancelled"));
                 // Copying at the prompt: no field was captured.
                 capturedTarget = atPrompt && copying ? nullptr : target;
-                held.held = atPrompt;
+                held.runsAtOnce = !atPrompt;
                 press();
-                held.held = true;
+                held.runsAtOnce = false;
                 if (!atPrompt) {
                     pick(copying ? modifier::command : 0);
                 }
-                ASSERT_EQ(held.pending.pendingCount(), 1U) << "the read is under way";
+                ASSERT_EQ(held.pendingCount(), 1U) << "the read is under way";
                 const auto validations = target->validations;
                 const auto keychainCalls = keychain.received.size();
                 destroyed ? coordinator.reset() : coordinator->cancel();
-                held.held = false;
-                held.pending.runAll();
+                held.runsAtOnce = true;
+                held.runAll();
                 executor.advance(1s);
                 expectEnded();
                 EXPECT_EQ(target->validations, validations);

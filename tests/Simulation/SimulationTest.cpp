@@ -7,27 +7,8 @@
 #include "Invocation/Utf8Decoding.h"
 #include "Storage/EntryCatalogJson.h"
 #include "Storage/EntryRepository.h"
-#include "Support/FakeAccessibility.h"
-#include "Support/FakeAlerts.h"
-#include "Support/FakeAppActivationNotifier.h"
-#include "Support/FakeApplicationActivations.h"
-#include "Support/FakeApplicationWorkspace.h"
-#include "Support/FakeBiometrics.h"
-#include "Support/FakeHotKeyService.h"
-#include "Support/FakeKeyboardEvents.h"
-#include "Support/FakeKeychainBackend.h"
-#include "Support/FakeLoginItemSystem.h"
-#include "Support/FakePasteboard.h"
-#include "Support/FakePickerPanel.h"
-#include "Support/FakeShell.h"
-#include "Support/FakeStatusBar.h"
-#include "Support/FakeSystemWorkspace.h"
-#include "Support/InMemoryKeyValueStore.h"
+#include "Support/FakePlatform.h"
 #include "Support/LogCapture.h"
-#include "Support/ManualExecutor.h"
-#include "Support/ManualQueue.h"
-#include "Support/ManualRepeatingTimers.h"
-#include "Support/TemporaryDirectory.h"
 
 #include <array>
 #include <cstdlib>
@@ -67,32 +48,32 @@ WipingVector<char16_t> utf16(std::string_view utf8) {
     return *decodeUtf8AsUtf16({reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size()});
 }
 
-class Simulation {
+class Simulation : test::FakePlatform {
 public:
     explicit Simulation(std::uint64_t seed) : seed_(seed), random_(seed) {
         FakeAccessibility::focus(editor_, fields_[0]);
-        workspace_.frontmost = editor;
-        biometrics_.outcome = test::FakePromptOutcome::hold;
-        keyboard_.afterPost = [this](const auto& event) {
+        workspace.frontmost = editor;
+        biometrics.outcome = test::FakePromptOutcome::hold;
+        keyboard.afterPost = [this](const auto& event) {
             if (event.keyDown) { // a key up ends a press already checked
                 checkDelivered(event.units, event.processIdentifier);
             }
         };
-        pasteboard_.afterSetString = [this](std::string_view copied) {
+        pasteboard.afterSetString = [this](std::string_view copied) {
             if (!copied.empty()) { // else the concealed-content marker
                 checkDelivered(utf16(copied), std::nullopt);
-                lastCopyAt_ = executor_.monotonicNow();
+                lastCopyAt_ = executor.monotonicNow();
             }
         };
         EntryCatalog catalog;
         for (auto count = pick(6); count > 0; --count) {
             const auto id = catalog.orderedEntries.emplace_back(Uuid::random(), newLabel()).id();
             if (pick(8) != 0) { // else missing, as after a failed repair
-                keychain_.items[{service_, id.toString()}] = {newPassword(), std::nullopt};
+                keychain.items[{service_, id.toString()}] = {newPassword(), std::nullopt};
             }
         }
         test::TemporaryDirectory::write(catalogFile_, encodeEntryCatalog(catalog));
-        app_ = AppCoordinator::create(platform_);
+        app_ = AppCoordinator::create(platform);
         app_->settings().setBiometricReuseWindow(allBiometricReuseWindows[pick(7)]);
         app_->start();
     }
@@ -110,7 +91,7 @@ public:
             const std::pair<std::uint64_t, void (Simulation::*)()> steps[] = {
                 {idle ? 10 : 2, &Simulation::press},
                 {promptUp() ? 50 : 0, &Simulation::answerPrompt},
-                {panel_->isVisible() ? 50 : 0, &Simulation::choose},
+                {panel->isVisible() ? 50 : 0, &Simulation::choose},
                 {focusChanges, &Simulation::moveFocus},
                 {switches, &Simulation::activate},
                 {idle ? 2 : 5, &Simulation::interrupt},
@@ -127,13 +108,13 @@ public:
             checkInvariants();
         }
         cancelled_ = true;
-        interruptions_.interrupt();
+        interruptions.interrupt();
         if (settingsOpen()) {
-            windows_.close();
+            windows.close();
         }
-        executor_.advance(2min);
-        while (keychainQueue_.runAll() > 0) {
-            executor_.runUntilIdle();
+        executor.advance(2min);
+        while (keychainQueue.runAll() > 0) {
+            executor.runUntilIdle();
         }
         run("lock the screen, close Settings, answer every Keychain call and wait");
         checkInvariants();
@@ -149,15 +130,15 @@ private:
     std::uint64_t pick(std::uint64_t count) { return random_() % count; }
     Phase phase() { return app_->invocationCoordinator().phase(); }
     bool typingStarted() { return !copy_ && delivered_ > 0 && phase() == Phase::inserting; }
-    bool settingsOpen() const { return windows_.last && windows_.last->visible; }
+    bool settingsOpen() const { return windows.last && windows.last->visible; }
     bool isIdle() {
         return phase() == Phase::idle && !app_->settingsModel().isBusy() &&
-               keychainQueue_.pendingCount() == 0;
+               keychainQueue.pendingCount() == 0;
     }
     std::string newLabel() { return "Entry " + std::to_string(++labels_); }
     void run(const std::string& step) {
         trace_ += "  " + step + "\n";
-        executor_.runUntilIdle();
+        executor.runUntilIdle();
     }
 
     // Printable ASCII with some wider characters, often long enough for several key presses.
@@ -180,8 +161,8 @@ private:
     std::optional<WipingVector<char16_t>> passwordOf(const std::string& label) {
         for (const auto& entry :
              decodeEntryCatalog(test::TemporaryDirectory::read(catalogFile_)).orderedEntries) {
-            const auto item = keychain_.items.find({service_, entry.id().toString()});
-            if (entry.label == label && item != keychain_.items.end()) {
+            const auto item = keychain.items.find({service_, entry.id().toString()});
+            if (entry.label == label && item != keychain.items.end()) {
                 return utf16(text(item->second.value));
             }
         }
@@ -189,21 +170,21 @@ private:
     }
     test::FakeBiometricContext* promptUp() {
         const auto up = std::ranges::find_if(
-            biometrics_.made, [](const auto& context) { return context->isPromptUp(); });
-        return up == biometrics_.made.end() ? nullptr : up->get();
+            biometrics.made, [](const auto& context) { return context->isPromptUp(); });
+        return up == biometrics.made.end() ? nullptr : up->get();
     }
 
     void press() {
-        const bool fresh = phase() == Phase::idle && !panel_->isVisible();
-        cancelled_ = fresh ? false : cancelled_ || panel_->isVisible();
+        const bool fresh = phase() == Phase::idle && !panel->isVisible();
+        cancelled_ = fresh ? false : cancelled_ || panel->isVisible();
         if (fresh) {
             capturedField_ = editor_->focusedElement.lock();
-            captured_ = workspace_.frontmost == editor &&
+            captured_ = workspace.frontmost == editor &&
                         capturedField_->role == AccessibilityValue{std::string("AXTextField")};
             chosen_.reset();
             typingStopped_ = false;
         }
-        hotKeys_.press(HotkeyManager::hotKeyId);
+        hotKeys.press(HotkeyManager::hotKeyId);
         run(fresh && captured_ ? "press in a field of the editor" : "press");
     }
     void answerPrompt() {
@@ -220,11 +201,11 @@ private:
 
     // A row by its digit, to type or (with Command) to copy; or Escape.
     void choose() {
-        const auto& content = *panel_->content;
+        const auto& content = *panel->content;
         const auto way = pick(4);
         if (way == 3 || content.rows().empty()) {
             cancelled_ = true;
-            panel_->press({Key::escape, "\x1b", 0});
+            panel->press({Key::escape, "\x1b", 0});
             return run("Escape");
         }
         const auto index = pick(std::min<std::size_t>(content.rows().size(), 9));
@@ -232,11 +213,11 @@ private:
         chosen_ = passwordOf(content.rows()[index].toolTip);
         delivered_ = 0;
         // Now and then the shortcut's modifiers are held for too long.
-        keyboard_.heldChecks = keyboard_.modifierChecks + int(pick(10) == 0 ? 25 : pick(3));
+        keyboard.heldChecks = keyboard.modifierChecks + int(pick(10) == 0 ? 25 : pick(3));
         using enum Key;
         static constexpr Key digitKeys[] = {digit1, digit2, digit3, digit4, digit5,
                                             digit6, digit7, digit8, digit9};
-        panel_->press(
+        panel->press(
             {digitKeys[index], std::to_string(index + 1), way == 2 ? modifier::command : 0});
         run("choose row " + std::to_string(index + 1) + (copy_ ? " to copy" : " to type"));
     }
@@ -252,7 +233,7 @@ private:
         // Away from the captured field ends typing for good.
         typingStopped_ |= captured_ && element != capturedField_;
         FakeAccessibility::focus(editor_, element);
-        accessibility_.postFocusChanged(editor.processIdentifier);
+        accessibility.postFocusChanged(editor.processIdentifier);
         run(element == capturedField_ ? "focus the captured field" : "focus another element");
     }
 
@@ -274,9 +255,9 @@ private:
                 !harmless && (phase() == Phase::authenticating || phase() == Phase::choosing);
             typingStopped_ |= phase() == Phase::inserting && application != editor;
         }
-        workspace_.frontmost = application;
+        workspace.frontmost = application;
         const auto pid = application ? std::optional(application->processIdentifier) : std::nullopt;
-        activations_.activate(pid, application ? application->bundleIdentifier : std::nullopt);
+        activations.activate(pid, application ? application->bundleIdentifier : std::nullopt);
         run("activate " + (application ? *application->bundleIdentifier : "no application"));
     }
     void interrupt() {
@@ -285,7 +266,7 @@ private:
             app_->invocationCoordinator().cancelAll();
             return run("cancel all");
         }
-        interruptions_.interrupt();
+        interruptions.interrupt();
         run("lock the screen");
     }
     void changeSettings() {
@@ -294,7 +275,7 @@ private:
         const auto roll = pick(4);
         if (!settingsOpen() || roll == 0) {
             const bool open = settingsOpen();
-            open ? windows_.close() : app_->showSettings();
+            open ? windows.close() : app_->showSettings();
             return run(open ? "close Settings" : "open Settings");
         }
         const auto entry = roll == 1 || entries.empty()
@@ -318,8 +299,8 @@ private:
         const bool nearTyping = typingStarted() || (phase() == Phase::inserting && pick(2) == 0);
         const auto roll = pick(nearTyping ? 4 : settingsOpen() ? 59 : 60);
         const auto wait = milliseconds[roll < 50 ? roll % 11 : roll < 59 ? 11 + roll % 3 : 14];
-        executor_.advance(wait * 1ms);
-        keychainQueue_.runAll(); // what was asked of it meanwhile
+        executor.advance(wait * 1ms);
+        keychainQueue.runAll(); // what was asked of it meanwhile
         run("wait " + std::to_string(wait) + " ms");
     }
 
@@ -334,7 +315,7 @@ private:
             violate("delivered after a cancellation, an activation or a focus change");
         } else if (typing && (!captured_ || pid != editor.processIdentifier ||
                               capturedField_->focused != AccessibilityValue{true} ||
-                              workspace_.frontmost != editor)) {
+                              workspace.frontmost != editor)) {
             violate("typed elsewhere than into the captured field, focused and frontmost");
         }
         const std::u16string_view expected(chosen_->data(), chosen_->size());
@@ -354,17 +335,17 @@ private:
         const auto rawRefusal = [](const auto& alert) {
             return alert.informativeText.find("-25293") != std::string::npos;
         };
-        const auto now = executor_.monotonicNow();
+        const auto now = executor.monotonicNow();
         const auto* prompt = promptUp();
         const bool idle = isIdle();
         idleSince_ = idle ? std::optional(idleSince_.value_or(now)) : std::nullopt;
         const auto& securePasswords = app_->securePasswords();
         const std::pair<bool, const char*> invariants[] = {
             {std::ranges::any_of(log_.records(), holdsPassword), "a password in a log line"},
-            {std::ranges::any_of(std::exchange(alerts_.shown, {}), rawRefusal),
+            {std::ranges::any_of(std::exchange(alerts.shown, {}), rawRefusal),
              "a withdrawn approval surfaced as a raw Keychain failure"},
             {unwipedFrees > 0, "a password freed without being wiped"},
-            {lastCopyAt_ && now - *lastCopyAt_ > 60s && !pasteboard_.values.empty(),
+            {lastCopyAt_ && now - *lastCopyAt_ > 60s && !pasteboard.values.empty(),
              "a copied password stayed on the pasteboard for over a minute"},
             {prompt && prompt->reasons.back() == settingsApprovalReason &&
                  (phase() == Phase::choosing || phase() == Phase::inserting),
@@ -390,70 +371,18 @@ private:
     std::uint64_t seed_;
     std::mt19937_64 random_;
     test::LogCapture log_;
-    test::ManualExecutor executor_;
-    // The platform, all fakes; Keychain calls wait in a queue of their own.
-    test::ManualQueue keychainQueue_;
-    test::InMemoryKeyValueStore defaults_;
-    test::FakeStatusBar statusBar_;
-    test::FakeHotKeyService hotKeys_;
-    test::FakeSystemWorkspace systemWorkspace_;
-    test::FakeAppActivationNotifier appActivations_;
-    test::ManualRepeatingTimers timers_{executor_};
-    test::TemporaryDirectory directory_;
-    test::FakeKeychainBackend keychain_;
-    test::FakeBiometricContextFactory biometrics_;
-    test::FakeAccessibility accessibility_;
-    test::FakeApplicationWorkspace workspace_;
-    test::FakeApplicationActivations activations_;
-    std::unique_ptr<test::FakePickerPanel> madePanel_ = std::make_unique<test::FakePickerPanel>();
-    test::FakePickerPanel* panel_ = madePanel_.get();
-    test::FakeKeyboardEvents keyboard_{executor_};
-    test::FakePasteboard pasteboard_;
-    test::FakeAlerts alerts_;
-    test::FakeSessionInterruptions interruptions_;
-    test::FakeSettingsWindows windows_;
-    test::FakeSoftwareUpdater updater_;
-    AppCoordinator::Platform platform_{
-        .executor = executor_,
-        .defaults = defaults_,
-        .statusBar = statusBar_,
-        .hotKeys = hotKeys_,
-        .trustProbe = [] { return true; },
-        .trustPrompt = [] {},
-        .systemWorkspace = systemWorkspace_,
-        .appActivations = appActivations_,
-        .timers = timers_,
-        .bundle = RunningBundle{"/Applications/Kestrelle.app", "app.kestrelle.Kestrelle"},
-        .loginItems = std::make_shared<test::FakeLoginItemSystem>(),
-        .dataDirectory = [this] { return directory_.path(); },
-        .keychain = keychain_,
-        .keychainQueue = keychainQueue_,
-        .biometrics = biometrics_,
-        .accessibility = accessibility_,
-        .workspace = workspace_,
-        .activations = activations_,
-        .makePickerPanel = [this] { return std::move(madePanel_); },
-        .keyboard = keyboard_,
-        .pasteboard = pasteboard_,
-        .alerts = alerts_,
-        .interruptions = interruptions_,
-        .makeSettingsWindow =
-            [this](SettingsWindowContent content) { return windows_.make(std::move(content)); },
-        .updater = updater_,
-        .terminate = [] {},
-    };
-    const std::string service_ = *platform_.bundle.identifier + ".passwords";
-    std::filesystem::path catalogFile_ = EntryRepository(platform_.dataDirectory).fileURL();
+    const std::string service_ = *platform.bundle.identifier + ".passwords";
+    std::filesystem::path catalogFile_ = EntryRepository(platform.dataDirectory).fileURL();
     std::shared_ptr<AppCoordinator> app_;
     // The editor has two text fields and a button. Any of these may come forward: the editor,
     // another application, this app, the prompt's, none.
     std::vector<test::FakeNode> fields_{FakeAccessibility::textField(),
                                         FakeAccessibility::textField(),
                                         FakeAccessibility::node("AXButton")};
-    test::FakeNode editor_ = accessibility_.addApplication(editor.processIdentifier, fields_);
+    test::FakeNode editor_ = accessibility.addApplication(editor.processIdentifier, fields_);
     const std::optional<FrontmostApplication> applications_[5] = {
         editor, FrontmostApplication{88, "com.example.viewer"},
-        FrontmostApplication{workspace_.currentPid, platform_.bundle.identifier},
+        FrontmostApplication{workspace.currentPid, platform.bundle.identifier},
         FrontmostApplication{99, "com.apple.CoreAuthUI"}, std::nullopt};
     std::vector<SecretBytes> passwords_;
     int labels_ = 0;
