@@ -33,6 +33,19 @@ using Phase = InvocationCoordinator::Phase;
 
 constexpr std::int32_t editorPid = 42;
 
+// The fake menu bar on a desktop that may have no tray to show it in.
+class TrayStatusBar final : public StatusBar {
+public:
+    explicit TrayStatusBar(test::FakeStatusBar& bar) : bar(bar) {}
+    void addItem(const StatusItemAppearance& appearance, const std::vector<MenuItemModel>& menu,
+                 std::function<void(MenuAction)> onChoose) override {
+        bar.addItem(appearance, menu, std::move(onChoose));
+    }
+    bool isAvailable() const override { return available; }
+    test::FakeStatusBar& bar;
+    bool available = true;
+};
+
 // The whole app on fakes: every service is real, every platform seam is a fake.
 class AppCoordinatorTest : public ::testing::Test {
 protected:
@@ -70,6 +83,7 @@ protected:
     test::ManualExecutor executor;
     test::InMemoryKeyValueStore defaults;
     test::FakeStatusBar statusBar;
+    TrayStatusBar tray{statusBar};
     test::FakeHotKeyService hotKeys;
     bool trusted = true;
     int trustPrompts = 0;
@@ -98,7 +112,7 @@ protected:
     AppCoordinator::Platform platform{
         .executor = executor,
         .defaults = defaults,
-        .statusBar = statusBar,
+        .statusBar = tray,
         .hotKeys = hotKeys,
         .trustProbe = [this] { return trusted; },
         .trustPrompt = [this] { ++trustPrompts; },
@@ -233,6 +247,14 @@ TEST_F(AppCoordinatorTest, SettingsPollsThePermissionWhileOpenAndClearsFormsOnCl
     biometrics.last().failPrompt(BiometricErrorCode::userCancel);
     executor.runUntilIdle();
     EXPECT_EQ(windows.calls, (std::vector<std::string>{"activate", "make key"}));
+}
+
+TEST_F(AppCoordinatorTest, WithoutATrayTheLaunchOpensSettingsAndStillAddsTheItem) {
+    tray.available = false;
+    coordinator->start();
+    EXPECT_EQ(statusBar.itemCount, 1);
+    ASSERT_EQ(windows.made, 1);
+    EXPECT_TRUE(windows.last->visible);
 }
 
 TEST(StatusItemControllerTest, InstallsOnceAndRunsTheHookOfTheChosenItemWhileItLives) {
