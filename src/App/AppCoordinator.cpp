@@ -151,6 +151,12 @@ void AppCoordinator::start() {
             self->handleSessionInterruption();
         }
     });
+    // Without a tray the status menu cannot be reached, and Settings is where the user finds the
+    // app and its shortcut.
+    if (!platform_.statusBar.isAvailable()) {
+        logger_.notice("No status bar to show the menu in: opening Settings");
+        showSettings();
+    }
 }
 
 void AppCoordinator::invoke() {

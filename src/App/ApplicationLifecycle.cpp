@@ -16,12 +16,15 @@ bool ApplicationLifecycle::didFinishLaunching() {
     }
     logger_.info("Kestrelle launching");
     dependencies_.coordinator->start();
+    activations_ =
+        instances.observeActivations([this] { dependencies_.coordinator->showSettings(); });
     dependencies_.mainMenu.install(mainMenu(), [this](MenuAction action) { choose(action); });
     return true;
 }
 
 void ApplicationLifecycle::willTerminate() {
     logger_.info("Kestrelle terminating");
+    activations_.reset();
     dependencies_.coordinator->stop();
 }
 

@@ -11,7 +11,8 @@
 namespace kestrelle {
 
 // What the application delegate does at launch and termination: one running copy only, the
-// two log lines, starting and stopping the coordinator, and the main menu.
+// two log lines, starting and stopping the coordinator, and the main menu. A copy launched later
+// that activates this one opens Settings here, the one window that shows Kestrelle runs.
 class ApplicationLifecycle {
 public:
     struct Dependencies {
@@ -36,6 +37,7 @@ private:
 
     Dependencies dependencies_;
     Logger logger_{"AppDelegate"};
+    Subscription activations_;
 };
 
 } // namespace kestrelle

@@ -25,6 +25,11 @@ public:
     virtual void addItem(const StatusItemAppearance& appearance,
                          const std::vector<MenuItemModel>& menu,
                          std::function<void(MenuAction)> onChoose) = 0;
+    // Whether the desktop can show the item. A Linux desktop without a tray host (neither a
+    // status-notifier watcher nor an XEmbed tray) when the app starts has nowhere to show it; Qt
+    // settles on its tray protocol at that moment, so a watcher that starts later does not help.
+    // The macOS menu bar always exists.
+    virtual bool isAvailable() const { return true; }
 };
 
 } // namespace kestrelle

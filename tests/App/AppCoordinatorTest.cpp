@@ -186,6 +186,43 @@ TEST_F(AppCoordinatorTest, RefusesToStartWithoutTheKeyboardItsWayOfTypingNeeds) 
     EXPECT_DEATH(AppCoordinator::create(x11), "keyboard its way of typing needs");
 }
 
+TEST_F(AppCoordinatorTest, WithoutATrayTheLaunchOpensSettingsAndStillAddsTheItem) {
+    statusBar.available = false;
+    coordinator->start();
+    EXPECT_EQ(statusBar.itemCount, 1);
+    ASSERT_EQ(windows.made, 1);
+    EXPECT_TRUE(windows.last->visible);
+}
+
+// The first copy, which a copy launched later activates before quitting.
+class ActivatedInstances final : public RunningInstances {
+public:
+    std::optional<std::string> mainBundleIdentifier() override { return std::nullopt; }
+    std::int32_t currentProcessIdentifier() override { return 1; }
+    std::vector<std::int32_t> runningApplications(const std::string&) override { return {1}; }
+    void activate(std::int32_t) override {}
+    void terminate() override {}
+    Subscription observeActivations(std::function<void()> handler) override {
+        return activations.subscribe(std::move(handler));
+    }
+    Signal<> activations;
+};
+
+TEST_F(AppCoordinatorTest, AnotherCopyActivatingThisOneShowsSettingsUntilTermination) {
+    ActivatedInstances copies;
+    ApplicationLifecycle first{{copies, mainMenu, coordinator, [] {}}};
+    ASSERT_TRUE(first.didFinishLaunching());
+    EXPECT_EQ(windows.made, 0);
+    copies.activations.emit();
+    ASSERT_EQ(windows.made, 1);
+    EXPECT_TRUE(windows.last->visible);
+
+    windows.close();
+    first.willTerminate();
+    copies.activations.emit();
+    EXPECT_FALSE(windows.last->visible);
+}
+
 // The platform's menu may outlive the controller.
 TEST(StatusItemControllerTest, InstallsOnceAndIgnoresChoicesOnceGone) {
     test::FakeStatusBar bar;

@@ -12,7 +12,9 @@ public:
         menu = items;
         choose = std::move(onChoose);
     }
+    bool isAvailable() const override { return available; }
 
+    bool available = true;
     int itemCount = 0;
     std::vector<MenuItemModel> menu;
     std::function<void(MenuAction)> choose;
