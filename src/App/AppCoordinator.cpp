@@ -68,12 +68,16 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
       injector_(makeInjector(platform)), clipboard_(platform.pasteboard, platform.executor) {
     auto& accessibility = platform.accessibility;
     auto& workspace = platform.workspace;
+    auto picker = PasswordPicker::create(platform.makePickerPanel(), platform.executor,
+                                         platform.traits.screenYGrowsDown);
+    picker->setShortcut([&settings = settings_](const PasswordPickerKeyEvent& event) {
+        return settings.hotkey().matches(event.key, event.modifierFlags);
+    });
     invocationCoordinator_ = InvocationCoordinator::create({
         .executor = platform.executor,
         .securePasswords = securePasswords_,
         .repository = *repository_,
-        .picker = PasswordPicker::create(platform.makePickerPanel(), platform.executor,
-                                         platform.traits.screenYGrowsDown),
+        .picker = std::move(picker),
         .injector = injector_,
         .clipboard = clipboard_,
         .workspace = workspace,

@@ -119,6 +119,10 @@ void PasswordPicker::dismiss(bool notify) {
 }
 
 bool PasswordPicker::handleKeyDown(const PasswordPickerKeyEvent& event) {
+    if (isShortcut_ && isShortcut_(event)) {
+        dismiss(true);
+        return true;
+    }
     const auto command =
         PasswordPickerKeyCommand::resolve(event.key, event.characters, event.modifierFlags);
     if (!command) {

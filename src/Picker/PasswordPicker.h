@@ -60,6 +60,11 @@ public:
     void setOnDismiss(std::function<void(Uuid invocationID)> onDismiss) {
         onDismiss_ = std::move(onDismiss);
     }
+    // Where the picker holds the keyboard by a grab, the global shortcut's press reaches it
+    // instead of the shortcut: such a press dismisses it, as the shortcut would.
+    void setShortcut(std::function<bool(const PasswordPickerKeyEvent&)> isShortcut) {
+        isShortcut_ = std::move(isShortcut);
+    }
     void setOnConfigure(std::function<void()> onConfigure) {
         onConfigure_ = std::move(onConfigure);
     }
@@ -88,6 +93,7 @@ private:
     SelectionHandler onSelection_;
     std::function<void(Uuid)> onDismiss_;
     std::function<void()> onConfigure_;
+    std::function<bool(const PasswordPickerKeyEvent&)> isShortcut_;
     Logger logger_{"Picker"};
     Executor& executor_;
     std::unique_ptr<PasswordPickerPanel> panel_;

@@ -36,6 +36,11 @@ struct Hotkey {
     std::string displayString(Keyboard keyboard) const;
     // Why the shortcut is refused before it reaches the system, if it is.
     std::optional<std::string> validationError(Keyboard keyboard) const;
+    // Whether a key press is this shortcut: the same named key with the same four modifiers.
+    bool matches(std::optional<Key> pressed, std::uint64_t modifierFlags) const {
+        return pressed && key == HotkeyKey{*pressed} &&
+               ((modifierFlags ^ modifiers) & modifier::deviceIndependentMask) == 0;
+    }
 
     friend bool operator==(const Hotkey&, const Hotkey&) = default;
 };

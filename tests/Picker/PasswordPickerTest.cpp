@@ -1,6 +1,7 @@
 #include "Picker/PasswordPicker.h"
 
 #include "Runtime/ModifierFlags.h"
+#include "Shortcut/Hotkey.h"
 #include "Support/FakePickerPanel.h"
 #include "Support/ManualExecutor.h"
 
@@ -162,6 +163,21 @@ TEST_F(PasswordPickerTest, KeysChooseMoveAndDismiss) {
         }
         ++index;
     }
+}
+
+// Under a keyboard grab the global shortcut's press reaches the picker: it dismisses it, with its
+// four modifiers exactly and whatever the locks.
+TEST_F(PasswordPickerTest, TheShortcutsPressDismissesThePicker) {
+    const Hotkey shortcut{kestrelle::Key::space, Flags::control | Flags::option};
+    picker->setShortcut(
+        [&](const Key& key) { return shortcut.matches(key.key, key.modifierFlags); });
+    show(3);
+    for (const auto flags : {Flags::control, Flags::control | Flags::option | Flags::shift}) {
+        EXPECT_FALSE(panel->press({kestrelle::Key::space, " ", flags}));
+    }
+    EXPECT_TRUE(
+        panel->press({kestrelle::Key::space, " ", Flags::control | Flags::option | 0x10000}));
+    EXPECT_EQ(outcomes, Strings{"dismiss"});
 }
 
 TEST_F(PasswordPickerTest, EveryWayOutReportsOneOutcomeAndLaterEventsNothing) {
