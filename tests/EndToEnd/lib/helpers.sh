@@ -1,0 +1,206 @@
+# Functions for the end-to-end harness and its scenarios (sourced, never run). Every process
+# started here is tracked by its pid and stopped when the sourcing shell exits. Nothing here
+# prints a field's text or a password: failure messages name what differed, never the values.
+
+E2E_PYTHON=/usr/bin/python3 # the interpreter with the gi and Xlib bindings
+E2E_STARTED_PIDS=()
+E2E_LOG_DIR=${E2E_LOG_DIR:-$E2E_LOGS}
+declare -A E2E_FIXTURE_PIDS E2E_FIXTURE_CONTROLS
+
+# ── Outcomes ────────────────────────────────────────────────────────────────────────────────────
+
+fail() { # MESSAGE…: ends the scenario as failed
+    echo "FAIL: $*" >&2
+    exit 1
+}
+
+check() { # DESCRIPTION COMMAND…: fails the scenario unless COMMAND succeeds
+    local description=$1
+    shift
+    if "$@"; then
+        echo "ok - $description"
+    else
+        fail "$description"
+    fi
+}
+
+# Polls COMMAND every 50 ms until it succeeds; after SECONDS (whole) says what it waited for and
+# fails.
+wait_for() { # SECONDS DESCRIPTION COMMAND…
+    local seconds=$1 description=$2
+    shift 2
+    local deadline=$((${EPOCHREALTIME/./} + seconds * 1000000))
+    until "$@"; do
+        if ((${EPOCHREALTIME/./} >= deadline)); then
+            echo "timed out after ${seconds} s waiting for $description" >&2
+            return 1
+        fi
+        sleep 0.05
+    done
+}
+
+# Sets VARIABLE to the pieces joined, and lists the password for the run's final check that no
+# log holds it. Write a password in pieces so that no line of the scenario holds it whole: a log
+# that quotes a scenario's source then does not count as a leak.
+define_password() { # VARIABLE PIECE…
+    local variable=$1 value
+    shift
+    printf -v value '%s' "$@"
+    ((${#value} >= 8)) || fail "define_password $variable: at least 8 characters, so a match means a leak"
+    [[ $value != *$'\n'* ]] || fail "define_password $variable: one line"
+    printf '%s\n' "$value" >>"$E2E_PASSWORDS"
+    printf -v "$variable" '%s' "$value"
+}
+
+# ── Processes ───────────────────────────────────────────────────────────────────────────────────
+
+# Starts COMMAND in the background with its output in NAME.log and the call's standard input
+# (/dev/null unless the call redirects it); its pid is in $started_pid.
+start_process() { # NAME COMMAND…
+    local name=$1
+    shift
+    "$@" <&0 >>"$E2E_LOG_DIR/$name.log" 2>&1 &
+    started_pid=$!
+    E2E_STARTED_PIDS+=("$started_pid")
+}
+
+is_running() { # PID: true while PID is alive and not a zombie
+    local stat
+    { read -r stat <"/proc/$1/stat"; } 2>/dev/null || return 1 # not $(<…): bash exits when it fails
+    stat=${stat##*) }
+    [[ ${stat%% *} != Z ]]
+}
+
+# Asks PID to terminate, and kills it after 5 s. PID need not be this shell's child.
+stop_process() { # PID
+    local pid=$1
+    kill "$pid" 2>/dev/null || return 0
+    local deadline=$((${EPOCHREALTIME/./} + 5000000))
+    while is_running "$pid" && ((${EPOCHREALTIME/./} < deadline)); do sleep 0.02; done
+    if is_running "$pid"; then
+        echo "process $pid ignored SIGTERM for 5 s: killed" >&2
+        kill -KILL "$pid" 2>/dev/null || true
+    fi
+    wait "$pid" 2>/dev/null || true
+}
+
+stop_started_processes() { # newest first, so a client goes before the service it uses
+    local index
+    for ((index = ${#E2E_STARTED_PIDS[@]} - 1; index >= 0; index--)); do
+        stop_process "${E2E_STARTED_PIDS[index]}"
+    done
+    E2E_STARTED_PIDS=()
+}
+
+end_scenario() { # what the runner does when a scenario's shell exits
+    "$E2E_PYTHON" "$E2E_TOOLS/keys.py" --restore || echo "could not restore the keyboard map" >&2
+    stop_started_processes
+}
+
+# ── Fixtures ────────────────────────────────────────────────────────────────────────────────────
+# A fixture window writes its fields' text, which field has the focus and its X window to
+# $E2E_DIR/fields/NAME.json at every change, and reads "focus FIELD" lines on its standard input,
+# a FIFO this shell holds open (closing it ends the fixture). With no window manager, the harness
+# moves the keyboard focus between windows itself, as a click would with one.
+
+start_fixture() { # NAME FIRST-FIELD COMMAND…: COMMAND gets the state file as its last argument
+    local name=$1 field=$2
+    shift 2
+    local control=$E2E_DIR/fields/$name.control state=$E2E_DIR/fields/$name.json
+    [[ -z ${E2E_FIXTURE_PIDS[$name]:-} ]] || fail "a fixture named $name runs already"
+    rm -f "$control" "$state"
+    mkfifo "$control"
+    local writer
+    exec {writer}<>"$control" # opened read-write, so neither end waits for the other
+    "$@" "$state" <"$control" >>"$E2E_LOG_DIR/$name.log" 2>&1 &
+    local pid=$!
+    E2E_STARTED_PIDS+=("$pid")
+    E2E_FIXTURE_PIDS[$name]=$pid
+    E2E_FIXTURE_CONTROLS[$name]=$writer
+    wait_for 15 "fixture $name's window" fixture_value "$name" window >/dev/null ||
+        fail "fixture $name did not come up (see $E2E_LOG_DIR/$name.log)"
+    focus_window "$name" "$field"
+    "$E2E_PYTHON" "$E2E_TOOLS/fields.py" wait "$pid" "$field" ||
+        fail "fixture $name did not appear on the accessibility bus"
+}
+
+start_gtk_fixture() { # NAME [FIELD]: a GTK 3 window with the fields text and password
+    start_fixture "$1" "${2:-text}" "$E2E_PYTHON" "$E2E_FIXTURES/gtk_fixture.py" --focus "${2:-text}"
+}
+
+start_qt_fixture() { # NAME [--tray]: a Qt Widgets window with the field text
+    [[ -x $E2E_QT_FIXTURE ]] ||
+        fail "the Qt fixture is not built: $E2E_QT_FIXTURE (cmake --build <build dir> --target kestrelle_qt_fixture)"
+    local name=$1
+    shift
+    start_fixture "$name" text "$E2E_QT_FIXTURE" "$@"
+}
+
+fixture_pid() { echo "${E2E_FIXTURE_PIDS[$1]:?no fixture named $1}"; }
+
+fixture_value() { # NAME KEY: a field's text, focus (the focused field) or window, as last written
+    "$E2E_PYTHON" "$E2E_TOOLS/fields.py" state "$E2E_DIR/fields/$1.json" "$2"
+}
+
+fixture_value_is() { # NAME KEY EXPECTED
+    local value
+    value=$(fixture_value "$1" "$2" 2>/dev/null) && [[ $value == "$3" ]]
+}
+
+fixture_focus() { # NAME FIELD: gives the fixture's window the keyboard and focuses FIELD in it
+    echo "focus $2" >&"${E2E_FIXTURE_CONTROLS[$1]:?no fixture named $1}"
+    focus_window "$1" "$2"
+}
+
+focus_window() { # NAME FIELD: X input focus to the fixture's window, until FIELD has the focus
+    timeout 5 xdotool windowfocus --sync "$(fixture_value "$1" window)" ||
+        fail "the X input focus did not go to fixture $1's window"
+    wait_for 5 "fixture $1 to focus $2" fixture_value_is "$1" focus "$2" || fail "fixture $1 did not focus $2"
+}
+
+# Waits until a field holds EXPECTED; on a timeout says how long the text was, never what it was.
+wait_field() { # NAME FIELD EXPECTED [SECONDS]
+    wait_for "${4:-5}" "field $2 of fixture $1 to hold the expected text" fixture_value_is "$1" "$2" "$3" && return
+    local held
+    held=$(fixture_value "$1" "$2") || held=
+    echo "field $2 of fixture $1 holds ${#held} characters, ${#3} expected" >&2
+    return 1
+}
+
+field_text_atspi() { # NAME FIELD: the field's text as the accessibility bus reports it
+    "$E2E_PYTHON" "$E2E_TOOLS/fields.py" text "$(fixture_pid "$1")" "$2"
+}
+
+# ── Input, clipboard, reader, status menu ───────────────────────────────────────────────────────
+
+press() { "$E2E_PYTHON" "$E2E_TOOLS/keys.py" "$@"; } # COMBINATION… e.g. press alt+space Return
+
+type_text() { # TEXT: typed through XTest into whatever has the keyboard focus (given on stdin)
+    "$E2E_PYTHON" "$E2E_TOOLS/keys.py" --type < <(printf '%s' "$1")
+}
+
+clipboard_text() { xclip -selection clipboard -out -target UTF8_STRING; }
+clipboard_targets() { xclip -selection clipboard -out -target TARGETS; }
+
+clipboard_set() { # TEXT: an xclip process owns the clipboard until another client takes it
+    start_process xclip xclip -selection clipboard -in -quiet < <(printf '%s' "$1")
+}
+
+reader() { "$E2E_PYTHON" "$E2E_TOOLS/reader.py" "$@"; } # enroll | touch FINGER | verify FINGER
+
+touch_reader() { reader touch "$1"; } # enrolled | other: waits until a finger is needed
+
+click_status_item() { "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" click "$@"; } # LABEL [--pid PID]
+
+# ── The program under test ──────────────────────────────────────────────────────────────────────
+
+# Starts kestrelle (output in kestrelle.log, pid in $KESTRELLE_PID) and waits for its status item.
+# stop_process "$KESTRELLE_PID" ends it, as the end of the scenario does.
+start_kestrelle() { # [ARGUMENT…]
+    [[ -x $KESTRELLE ]] ||
+        fail "this scenario needs kestrelle, which is not built: $KESTRELLE (built from src/App/main_linux.cpp)"
+    start_process kestrelle "$KESTRELLE" "$@"
+    KESTRELLE_PID=$started_pid
+    "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" labels --pid "$KESTRELLE_PID" --timeout 15 >/dev/null ||
+        fail "kestrelle showed no status item (see $E2E_LOG_DIR/kestrelle.log)"
+}

@@ -1,0 +1,126 @@
+#!/usr/bin/python3
+"""Presses keys through XTest the way a person does: the modifiers one after the other, then the
+key, released in the reverse order, with short gaps between the events.
+
+    keys.py alt+space Return    taps each combination in turn
+    keys.py --down alt+space    presses and holds one combination
+    keys.py --up alt+space      releases it (in the reverse order)
+    keys.py --type              types the text on standard input, character by character
+    keys.py --restore           takes out of the keyboard map what --type put in
+
+A combination is key names joined by "+": X keysym names (space, Return, Escape, a, F5) and the
+aliases alt, ctrl, shift and super for the left modifier keys.
+
+--type binds a character the keyboard map lacks to a spare key code and leaves it bound until
+--restore (the harness restores at the end of each scenario): a toolkit that reloads the map
+when told of a change would otherwise read it back after it was restored and lose the key."""
+import argparse
+import os
+import sys
+import time
+
+from Xlib import X, XK, display
+from Xlib.ext import xtest
+
+ALIASES = {"alt": "Alt_L", "ctrl": "Control_L", "control": "Control_L", "shift": "Shift_L",
+           "super": "Super_L", "enter": "Return", "esc": "Escape"}
+SPECIAL = {"\n": XK.XK_Return, "\t": XK.XK_Tab}
+
+
+class Keyboard:
+    def __init__(self, gap):
+        self.connection = display.Display()
+        self.gap = gap
+        self.first = self.connection.display.info.min_keycode
+        count = self.connection.display.info.max_keycode - self.first + 1
+        self.mapping = [list(row) for row in self.connection.get_keyboard_mapping(self.first, count)]
+        self.additions = os.path.join(os.environ["E2E_DIR"], "keymap-additions")
+
+    def send(self, event_type, codes):
+        for code in codes:
+            xtest.fake_input(self.connection, event_type, code)
+            self.connection.sync()
+            time.sleep(self.gap)
+
+    def tap(self, codes):
+        self.send(X.KeyPress, codes)
+        self.send(X.KeyRelease, list(reversed(codes)))
+
+    def combination(self, text):
+        codes = []
+        for name in text.split("+"):
+            keysym = XK.string_to_keysym(ALIASES.get(name.lower(), name))
+            code = self.connection.keysym_to_keycode(keysym) if keysym else 0
+            if not code:
+                raise LookupError(f"no key named {name!r} in the keyboard map")
+            codes.append(code)
+        return codes
+
+    def codes_for(self, character):
+        """The key codes to press for a character (Shift first where the map needs it)."""
+        point = ord(character)
+        keysym = SPECIAL.get(character) or (point if 0x20 <= point <= 0x7E or 0xA0 <= point <= 0xFF
+                                            else 0x01000000 | point)
+        for index, row in enumerate(self.mapping):
+            for level in (0, 1):
+                if len(row) > level and row[level] == keysym:
+                    code = self.first + index
+                    return [self.combination("shift")[0], code] if level else [code]
+        return [self.bind(keysym)]
+
+    def bind(self, keysym):
+        spare = max((i for i, row in enumerate(self.mapping) if not any(row)), default=None)
+        if spare is None:
+            raise LookupError("no spare key code left to bind a character to")
+        row = [keysym, keysym] + [X.NoSymbol] * (len(self.mapping[spare]) - 2)
+        self.connection.change_keyboard_mapping(self.first + spare, [row])
+        self.connection.sync()
+        self.mapping[spare] = row
+        with open(self.additions, "a", encoding="ascii") as additions:
+            additions.write(f"{self.first + spare}\n")
+        return self.first + spare
+
+    def restore(self):
+        try:
+            with open(self.additions, encoding="ascii") as additions:
+                codes = {int(line) for line in additions if line.strip()}
+        except FileNotFoundError:
+            return
+        width = len(self.mapping[0])
+        for code in codes:
+            self.connection.change_keyboard_mapping(code, [[X.NoSymbol] * width])
+        self.connection.sync()
+        os.remove(self.additions)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    mode = parser.add_mutually_exclusive_group()
+    for option in ("--down", "--up", "--type", "--restore"):
+        mode.add_argument(option, action="store_true")
+    parser.add_argument("--gap-ms", type=float, default=10, help="between two key events")
+    parser.add_argument("combinations", nargs="*")
+    arguments = parser.parse_args()
+    keyboard = Keyboard(arguments.gap_ms / 1000)
+    try:
+        if arguments.restore:
+            keyboard.restore()
+        elif arguments.type:
+            sys.stdin.reconfigure(encoding="utf-8")
+            for character in sys.stdin.read():
+                keyboard.tap(keyboard.codes_for(character))
+        else:
+            combinations = [keyboard.combination(c) for c in arguments.combinations]
+            for codes in combinations:
+                if not arguments.up:
+                    keyboard.send(X.KeyPress, codes)
+                if not arguments.down:
+                    keyboard.send(X.KeyRelease, list(reversed(codes)))
+    except LookupError as error:
+        print(f"keys.py: {error}", file=sys.stderr)
+        return 2
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
