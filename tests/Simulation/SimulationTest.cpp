@@ -78,11 +78,9 @@ public:
                 checkDelivered(event.units, event.processIdentifier);
             }
         };
-        pasteboard_.afterSetString = [this](std::string_view copied) {
-            if (!copied.empty()) { // else the concealed-content marker
-                checkDelivered(utf16(copied), std::nullopt);
-                lastCopyAt_ = executor_.monotonicNow();
-            }
+        pasteboard_.afterOffer = [this](std::string_view copied) {
+            checkDelivered(utf16(copied), std::nullopt);
+            lastCopyAt_ = executor_.monotonicNow();
         };
         EntryCatalog catalog;
         for (auto count = pick(6); count > 0; --count) {
@@ -364,7 +362,7 @@ private:
             {std::ranges::any_of(std::exchange(alerts_.shown, {}), rawRefusal),
              "a withdrawn approval surfaced as a raw Keychain failure"},
             {unwipedFrees > 0, "a password freed without being wiped"},
-            {lastCopyAt_ && now - *lastCopyAt_ > 60s && !pasteboard_.values.empty(),
+            {lastCopyAt_ && now - *lastCopyAt_ > 60s && pasteboard_.text,
              "a copied password stayed on the pasteboard for over a minute"},
             {prompt && prompt->reasons.back() == settingsApprovalReason &&
                  (phase() == Phase::choosing || phase() == Phase::inserting),
