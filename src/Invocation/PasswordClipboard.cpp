@@ -4,13 +4,17 @@
 #include "Invocation/Utf8Decoding.h"
 #include "Runtime/Cancellation.h"
 
-#include <array>
 #include <optional>
 
 namespace kestrelle {
 
+PasswordClipboard::~PasswordClipboard() {
+    clearTask_.cancel();
+    forgetText();
+}
+
 void PasswordClipboard::copy(const TransientSecret& secret) {
-    const auto text = secret.withUnsafeBytes(
+    auto text = secret.withUnsafeBytes(
         [](std::span<const std::uint8_t> bytes) -> std::optional<WipingVector<char>> {
             if (!isValidUtf8(bytes)) {
                 return std::nullopt;
@@ -21,29 +25,36 @@ void PasswordClipboard::copy(const TransientSecret& secret) {
         throw InputInjectionError(InputInjectionError::Kind::invalidUTF8);
     }
 
-    static constexpr std::array types{plainTextType, concealedType};
-    pasteboard_.declareTypes(types);
-    pasteboard_.setString(std::string_view(text->data(), text->size()), plainTextType);
-    // The marker carries no data.
-    pasteboard_.setString({}, concealedType);
+    pasteboard_.offerConcealedText(std::string_view(text->data(), text->size()));
+    // The previous text is wiped only now that the pasteboard reads the new one.
+    text_ = std::move(*text);
     const std::int64_t changeCount = pasteboard_.changeCount();
 
     clearTask_.cancel();
-    clearTask_ = spawn(executor_, clearUnlessChanged(pasteboard_, executor_, changeCount));
+    clearTask_ = spawn(executor_, clearUnlessChanged(*this, executor_, changeCount));
 }
 
-Task<void> PasswordClipboard::clearUnlessChanged(PasteboardService& pasteboard,
-                                                 const Executor& clock,
+void PasswordClipboard::forgetText() {
+    pasteboard_.forgetText();
+    text_ = WipingVector<char>();
+}
+
+Task<void> PasswordClipboard::clearUnlessChanged(PasswordClipboard& self, const Executor& clock,
                                                  std::int64_t copiedChangeCount) {
+    // `self` is touched only right after a sleep, which throws once the clipboard has cancelled
+    // this task: on a new copy and at its destruction.
     const auto deadline = clock.now() + clearDelay;
     for (Duration waited{}; waited < clearDelay && clock.now() < deadline;
          waited += clearCheckInterval) {
         co_await sleepFor(clearCheckInterval);
+        // Whatever was copied since belongs to someone else.
+        if (self.pasteboard_.changeCount() != copiedChangeCount) {
+            self.forgetText();
+            co_return;
+        }
     }
-    // Whatever was copied since belongs to someone else.
-    if (pasteboard.changeCount() == copiedChangeCount) {
-        pasteboard.clearContents();
-    }
+    self.pasteboard_.clearContents();
+    self.text_ = WipingVector<char>();
 }
 
 } // namespace kestrelle

@@ -139,7 +139,7 @@ protected:
         EXPECT_EQ(coordinator ? coordinator->phase() : Phase::idle, Phase::idle);
         EXPECT_FALSE(panel->isVisible());
         EXPECT_TRUE(keyboard.posted.empty());
-        EXPECT_EQ(pasteboard.declarations, 0);
+        EXPECT_EQ(pasteboard.offers, 0);
         EXPECT_EQ(alerts.shown, expected);
         EXPECT_EQ(service->liveRecordCount(), 0U);
     }
@@ -198,7 +198,7 @@ TEST_F(InvocationCoordinatorTest, ADigitTypesTheChosenPasswordOrCopiesIt) {
         }
         pick(captured ? modifier::command : 0);
         EXPECT_EQ(coordinator->phase(), Phase::idle);
-        EXPECT_TRUE(pasteboard.holds(PasswordClipboard::plainTextType, "hunter2"));
+        EXPECT_TRUE(pasteboard.holds("hunter2"));
         pasteboard.clearContents();
     }
     EXPECT_EQ(keyDowns(), 1U);

@@ -3,7 +3,10 @@
 #include "Support/FakePasteboard.h"
 #include "Support/ManualExecutor.h"
 
+#include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace kestrelle {
 namespace {
@@ -13,7 +16,7 @@ using namespace std::chrono_literals;
 class PasswordClipboardTest : public ::testing::Test {
 protected:
     void copy(std::string_view password) {
-        clipboard.copy(TransientSecret(SecretBytes(password.begin(), password.end())));
+        clipboard->copy(TransientSecret(SecretBytes(password.begin(), password.end())));
     }
     // Runs timers second by second until the pasteboard is cleared; the time since `since`.
     Duration timeUntilCleared(MonotonicTime since) {
@@ -25,7 +28,7 @@ protected:
 
     test::ManualExecutor executor;
     test::FakePasteboard pasteboard;
-    PasswordClipboard clipboard{pasteboard, executor};
+    std::optional<PasswordClipboard> clipboard{std::in_place, pasteboard, executor};
 };
 
 TEST_F(PasswordClipboardTest, ClearsAMinuteAfterTheLastCopy) {
@@ -33,8 +36,9 @@ TEST_F(PasswordClipboardTest, ClearsAMinuteAfterTheLastCopy) {
     executor.advance(30s);
     const auto second = executor.monotonicNow();
     copy("p\xC3\xA4ssw\xC3\xB6rd");
+    EXPECT_TRUE(pasteboard.holds("p\xC3\xA4ssw\xC3\xB6rd"));
     EXPECT_EQ(timeUntilCleared(second), 60s);
-    EXPECT_TRUE(pasteboard.values.empty());
+    EXPECT_FALSE(pasteboard.text);
     executor.advance(10min);
     EXPECT_EQ(pasteboard.clears, 1);
     EXPECT_EQ(executor.runningOperationCount(), 0U);
@@ -62,7 +66,47 @@ TEST_F(PasswordClipboardTest, ClearsOnlyItsOwnCopy) {
     pasteboard.copyFromElsewhere();
     executor.advance(2min);
     EXPECT_EQ(pasteboard.clears, 0);
-    EXPECT_FALSE(pasteboard.declaredTypes.empty());
+}
+
+// What wiping buffers free while observed: the sizes, and whether any block held anything but
+// zeros or was still lent to `lender`.
+const test::FakePasteboard* lender = nullptr;
+std::vector<std::size_t> freedSizes;
+bool freedBadly = false;
+
+void recordFreed(std::span<const std::byte> block) {
+    const auto* lent =
+        reinterpret_cast<const std::byte*>(lender->text ? lender->text->data() : nullptr);
+    const bool stillLent =
+        std::less_equal<>{}(block.data(), lent) && std::less<>{}(lent, block.data() + block.size());
+    freedSizes.push_back(block.size());
+    freedBadly = freedBadly || stillLent ||
+                 std::ranges::any_of(block, [](auto b) { return b != std::byte{}; });
+}
+
+// The clipboard's copy of the password is wiped, once no longer lent, however it lets go.
+TEST_F(PasswordClipboardTest, WipesTheCopyOnEveryWayOut) {
+    const std::vector<std::pair<const char*, std::function<void()>>> ways{
+        {"taken over",
+         [&] {
+             pasteboard.copyFromElsewhere();
+             executor.advance(1s);
+         }},
+        {"cleared", [&] { executor.advance(60s); }},
+        {"replaced", [&] { copy("other"); }},
+        {"destroyed", [&] { clipboard.reset(); }},
+    };
+    lender = &pasteboard;
+    observeFreedSecrets(&recordFreed);
+    for (const auto& [way, letGo] : ways) {
+        SCOPED_TRACE(way);
+        copy("8 bytes!");
+        freedSizes.clear();
+        letGo();
+        EXPECT_EQ(std::ranges::count(freedSizes, 8U), 1);
+        EXPECT_FALSE(std::exchange(freedBadly, false));
+    }
+    observeFreedSecrets(nullptr);
 }
 
 } // namespace

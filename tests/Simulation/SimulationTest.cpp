@@ -59,11 +59,9 @@ public:
                 checkDelivered(event.units, event.processIdentifier);
             }
         };
-        pasteboard.afterSetString = [this](std::string_view copied) {
-            if (!copied.empty()) { // else the concealed-content marker
-                checkDelivered(utf16(copied), std::nullopt);
-                lastCopyAt_ = executor.monotonicNow();
-            }
+        pasteboard.afterOffer = [this](std::string_view copied) {
+            checkDelivered(utf16(copied), std::nullopt);
+            lastCopyAt_ = executor.monotonicNow();
         };
         EntryCatalog catalog;
         for (auto count = pick(6); count > 0; --count) {
@@ -345,7 +343,7 @@ private:
             {std::ranges::any_of(std::exchange(alerts.shown, {}), rawRefusal),
              "a withdrawn approval surfaced as a raw Keychain failure"},
             {unwipedFrees > 0, "a password freed without being wiped"},
-            {lastCopyAt_ && now - *lastCopyAt_ > 60s && !pasteboard.values.empty(),
+            {lastCopyAt_ && now - *lastCopyAt_ > 60s && pasteboard.text,
              "a copied password stayed on the pasteboard for over a minute"},
             {prompt && prompt->reasons.back() == settingsApprovalReason &&
                  (phase() == Phase::choosing || phase() == Phase::inserting),

@@ -1,55 +1,46 @@
 #pragma once
 
 #include "Invocation/PasteboardService.h"
-#include "Storage/SecureWipe.h"
 
 #include <functional>
-#include <map>
-#include <string>
-#include <vector>
+#include <optional>
 
 namespace kestrelle::test {
 
-// A general pasteboard in memory. Values are kept in wiping buffers and never printed.
+// A general clipboard in memory. Like an X11 clipboard owner, it reads the offered text from the
+// caller's bytes until told to stop, and it never prints it.
 class FakePasteboard final : public PasteboardService {
 public:
-    void declareTypes(std::span<const std::string_view> types) override {
+    void offerConcealedText(std::string_view offered) override {
         ++changeCount_;
-        ++declarations;
-        declaredTypes.assign(types.begin(), types.end());
-        values.clear();
-    }
-    void setString(std::string_view text, std::string_view type) override {
-        values[std::string(type)].assign(text.begin(), text.end());
-        if (afterSetString) {
-            afterSetString(text);
+        ++offers;
+        text = offered;
+        if (afterOffer) {
+            afterOffer(offered);
         }
     }
     std::int64_t changeCount() override { return changeCount_; }
     void clearContents() override {
         ++changeCount_;
         ++clears;
-        declaredTypes.clear();
-        values.clear();
+        text.reset();
     }
+    void forgetText() override { text.reset(); }
     // Another application copies something.
     void copyFromElsewhere() {
-        declareTypes(std::vector<std::string_view>{"public.utf8-plain-text"});
+        ++changeCount_;
+        text.reset();
     }
 
     // Compares without printing: use as EXPECT_TRUE(holds(...)).
-    bool holds(std::string_view type, std::string_view expected) const {
-        const auto found = values.find(std::string(type));
-        return found != values.end() &&
-               std::string_view(found->second.data(), found->second.size()) == expected;
-    }
+    bool holds(std::string_view expected) const { return text && *text == expected; }
 
-    std::vector<std::string> declaredTypes;
-    std::map<std::string, WipingVector<char>> values;
-    int declarations = 0;
+    // The caller's bytes while lent.
+    std::optional<std::string_view> text;
+    int offers = 0;
     int clears = 0;
-    // Runs after each write, to check what is copied at the moment it is copied.
-    std::function<void(std::string_view)> afterSetString;
+    // Runs after each offer, to check what is copied at the moment it is copied.
+    std::function<void(std::string_view)> afterOffer;
 
 private:
     std::int64_t changeCount_ = 100;
