@@ -62,7 +62,8 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
       loginItem_(LoginItemService::create(platform.loginItems, platform.appActivations)),
       repository_(makeRepository(platform)),
       secretStore_(platform.keychain, platform.keychainQueue,
-                   platform.bundle.identifier.value_or(std::string(fixedBundleIdentifier))),
+                   platform.bundle.identifier.value_or(std::string(fixedBundleIdentifier)),
+                   platform.traits.secretStoreBindsBiometrics),
       securePasswords_(std::make_shared<SecurePasswordService>(platform.biometrics, secretStore_,
                                                                platform.executor)),
       injector_(makeInjector(platform)), clipboard_(platform.pasteboard, platform.executor) {
