@@ -102,6 +102,7 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
         .passwords = *passwordSettings_,
         .securePasswords = *securePasswords_,
         .biometricAvailability = securePasswords_->availability(),
+        .secretStoreBindsBiometrics = platform.traits.secretStoreBindsBiometrics,
     });
     recorderModel_ = std::make_shared<HotkeyRecorderModel>(settings_);
 }
