@@ -136,7 +136,8 @@ Task<SecretBytes> SecretStore::readSecret(Uuid entryID,
         throw failure("read", entryID, reply.status);
     }
     if (!reply.data) {
-        // The status number is ours, fixed so that this case can be told apart in reports.
+        // The status number is ours (the macOS one, everywhere), fixed so that this case can be
+        // told apart in reports.
         throw SecretStoreError::keychain(KeychainStatus::macOS(KeychainStatus::Kind::invalidValue),
                                          "Keychain returned an invalid password value.");
     }
