@@ -62,7 +62,8 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
       loginItem_(LoginItemService::create(platform.loginItems, platform.appActivations)),
       repository_(makeRepository(platform)),
       secretStore_(platform.keychain, platform.keychainQueue,
-                   platform.bundle.identifier.value_or(std::string(fixedBundleIdentifier))),
+                   platform.bundle.identifier.value_or(std::string(fixedBundleIdentifier)),
+                   platform.traits.secretStoreBindsBiometrics),
       securePasswords_(std::make_shared<SecurePasswordService>(platform.biometrics, secretStore_,
                                                                platform.executor)),
       injector_(makeInjector(platform)), clipboard_(platform.pasteboard, platform.executor) {
@@ -105,6 +106,7 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
         .passwords = *passwordSettings_,
         .securePasswords = *securePasswords_,
         .biometricAvailability = securePasswords_->availability(),
+        .secretStoreBindsBiometrics = platform.traits.secretStoreBindsBiometrics,
     });
     recorderModel_ = std::make_shared<HotkeyRecorderModel>(settings_);
 }

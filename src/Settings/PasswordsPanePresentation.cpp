@@ -50,12 +50,16 @@ PasswordsPanePresentation::Row row(const SettingsEntry& entry, bool isFirst, boo
 
 } // namespace
 
-PasswordsPanePresentation
-PasswordsPanePresentation::make(const PasswordSettingsSnapshot& snapshot,
-                                BiometricAvailability availability,
-                                const std::optional<std::string>& errorMessage, bool isBusy) {
+PasswordsPanePresentation PasswordsPanePresentation::make(
+    const PasswordSettingsSnapshot& snapshot, BiometricAvailability availability,
+    const std::optional<std::string>& errorMessage, bool isBusy, bool storeBindsBiometrics) {
     PasswordsPanePresentation pane{
-        biometricsLine(availability), !availability.isAvailable(), {}, std::nullopt};
+        biometricsLine(availability), std::nullopt, !availability.isAvailable(), {}, std::nullopt};
+    if (!storeBindsBiometrics) {
+        pane.protectionCaption = SettingsCaption{"Saved passwords are kept in your login keyring, "
+                                                 "and Kestrelle asks for your approval before "
+                                                 "each use."};
+    }
     const auto& entries = snapshot.entries;
     for (std::size_t index = 0; index < entries.size(); ++index) {
         pane.rows.push_back(row(entries[index], index == 0, index + 1 == entries.size(), isBusy));

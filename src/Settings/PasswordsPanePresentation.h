@@ -45,13 +45,17 @@ struct PasswordsPanePresentation {
     static constexpr std::string_view deleteCancelTitle = "Cancel";
     static constexpr std::string_view deleteConfirmTitle = "Remove";
 
-    // `isBusy` disables every row action.
+    // `isBusy` disables every row action. `storeBindsBiometrics` is the platform's
+    // PlatformTraits::secretStoreBindsBiometrics.
     static PasswordsPanePresentation make(const PasswordSettingsSnapshot& snapshot,
                                           BiometricAvailability availability,
                                           const std::optional<std::string>& errorMessage,
-                                          bool isBusy);
+                                          bool isBusy, bool storeBindsBiometrics = true);
 
     SettingsStatusLabel biometrics;
+    // Under the biometrics line, what protects the passwords where the secret store does not
+    // bind them to the biometrics; none where it does, since the line says it then.
+    std::optional<SettingsCaption> protectionCaption;
     // Opens the Touch ID settings; offered whenever biometrics are not available.
     bool showsBiometricSettingsButton;
     // In catalog order; when empty, the empty state replaces the list.

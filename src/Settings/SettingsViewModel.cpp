@@ -45,6 +45,7 @@ SettingsViewModel::SettingsViewModel(ConstructionKey, Dependencies dependencies)
     : executor_(dependencies.executor), settings_(dependencies.settings),
       permissions_(dependencies.permissions), loginItem_(dependencies.loginItem),
       passwords_(dependencies.passwords), securePasswords_(dependencies.securePasswords),
+      secretStoreBindsBiometrics_(dependencies.secretStoreBindsBiometrics),
       biometricAvailability_(dependencies.biometricAvailability) {
     auto forward = [this] { willChange_.emit(); };
     for (ObservableBase* property : std::initializer_list<ObservableBase*>{
@@ -129,7 +130,7 @@ GeneralPanePresentation SettingsViewModel::generalPane() const {
 
 PasswordsPanePresentation SettingsViewModel::passwordsPane() const {
     return PasswordsPanePresentation::make(snapshot(), biometricAvailability(), errorMessage(),
-                                           isBusy());
+                                           isBusy(), secretStoreBindsBiometrics_);
 }
 
 void SettingsViewModel::activityChanged() {

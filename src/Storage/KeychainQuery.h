@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Storage/AuthenticationContext.h"
+#include "Storage/KeychainStatus.h"
 #include "Storage/SecureWipe.h"
 
 #include <cstdint>
@@ -9,20 +10,6 @@
 #include <string>
 
 namespace kestrelle {
-
-// A Keychain status code (an OSStatus).
-using KeychainStatus = std::int32_t;
-
-// The statuses that the secret store tells apart.
-namespace keychainStatus {
-inline constexpr KeychainStatus success = 0;
-inline constexpr KeychainStatus authenticationFailed = -25293;
-inline constexpr KeychainStatus duplicateItem = -25299;
-inline constexpr KeychainStatus itemNotFound = -25300;
-inline constexpr KeychainStatus interactionNotAllowed = -25308;
-inline constexpr KeychainStatus missingEntitlement = -34018;
-inline constexpr KeychainStatus invalidValue = -67671;
-} // namespace keychainStatus
 
 enum class KeychainItemClass { genericPassword };
 
@@ -71,7 +58,7 @@ struct AccessControlFailure {
 };
 
 struct KeychainReply {
-    KeychainStatus status = keychainStatus::success;
+    KeychainStatus status;
     // The item's value, when the query asked for data and a byte buffer came back; the core's
     // from now on, wiped by it.
     std::optional<SecretBytes> data;

@@ -42,8 +42,9 @@ struct InvalidateOnExit {
 } // namespace
 
 SecretStore::SecretStore(KeychainBackend& backend, SerialQueue& queue,
-                         std::string_view bundleIdentifier)
-    : backend_(backend), queue_(queue), service_(std::string(bundleIdentifier) + ".passwords") {}
+                         std::string_view bundleIdentifier, bool bindsBiometrics)
+    : backend_(backend), queue_(queue), service_(std::string(bundleIdentifier) + ".passwords"),
+      bindsBiometrics_(bindsBiometrics) {}
 
 KeychainQuery SecretStore::baseQuery(const Uuid& entryID) const {
     KeychainQuery query;
@@ -55,10 +56,20 @@ KeychainQuery SecretStore::baseQuery(const Uuid& entryID) const {
     return query;
 }
 
+KeychainQuery
+SecretStore::approvedQuery(const Uuid& entryID,
+                           const std::shared_ptr<AuthenticationContext>& context) const {
+    auto query = baseQuery(entryID);
+    if (bindsBiometrics_) {
+        query.authenticationContext = requireContext(context);
+    }
+    return query;
+}
+
 SecretStoreError SecretStore::failure(std::string_view action, const Uuid& entryID,
                                       KeychainStatus status) {
     logger_.error("Protected Keychain {} failed for entry {}, status {}", PublicText(action),
-                  entryID, status);
+                  entryID, status.code);
     return SecretStoreError::fromStatus(status, backend_.statusMessage(status));
 }
 
@@ -74,9 +85,10 @@ Task<KeychainReply> SecretStore::send(KeychainReply (KeychainBackend::*call)(con
 
 Task<void> SecretStore::createSecret(SecretBytes data, Uuid entryID,
                                      std::shared_ptr<AuthenticationContext> context) {
-    auto query = baseQuery(entryID);
-    query.authenticationContext = requireContext(context);
-    query.accessControl = protectedItemAccess;
+    auto query = approvedQuery(entryID, context);
+    if (bindsBiometrics_) {
+        query.accessControl = protectedItemAccess;
+    }
     query.value = std::move(data);
     const auto reply = co_await send(&KeychainBackend::addItem, std::move(query));
     if (reply.accessControlFailure) {
@@ -84,7 +96,7 @@ Task<void> SecretStore::createSecret(SecretBytes data, Uuid entryID,
             reply.accessControlFailure->platformMessage.value_or(
                 "The Keychain access control could not be created."));
     }
-    if (reply.status != keychainStatus::success) {
+    if (!reply.status.succeeded()) {
         throw failure("create", entryID, reply.status);
     }
 }
@@ -104,40 +116,37 @@ Task<void> SecretStore::saveSecret(SecretBytes data, Uuid entryID,
         co_return;
     }
     // The existing item keeps its access control; only the value changes.
-    auto query = baseQuery(entryID);
-    query.authenticationContext = requireContext(context);
+    auto query = approvedQuery(entryID, context);
     auto update = [backend = &backend_, query = std::move(query), data = std::move(data)] {
         return backend->updateItem(query, data);
     };
     const auto reply = requireOwnContext(co_await offload(queue_, std::move(update)));
-    if (reply.status != keychainStatus::success) {
+    if (!reply.status.succeeded()) {
         throw failure("update", entryID, reply.status);
     }
 }
 
 Task<SecretBytes> SecretStore::readSecret(Uuid entryID,
                                           std::shared_ptr<AuthenticationContext> context) {
-    auto query = baseQuery(entryID);
-    query.authenticationContext = requireContext(context);
+    auto query = approvedQuery(entryID, context);
     query.matchLimit = KeychainMatchLimit::one;
     query.returnKind = KeychainReturnKind::data;
     auto reply = co_await send(&KeychainBackend::copyMatching, std::move(query));
-    if (reply.status != keychainStatus::success) {
+    if (!reply.status.succeeded()) {
         throw failure("read", entryID, reply.status);
     }
     if (!reply.data) {
-        // The status number is ours, fixed so that this case can be told apart in reports.
-        throw SecretStoreError::keychain(keychainStatus::invalidValue,
+        // The status number is ours (the macOS one, everywhere), fixed so that this case can be
+        // told apart in reports.
+        throw SecretStoreError::keychain(KeychainStatus::macOS(KeychainStatus::Kind::invalidValue),
                                          "Keychain returned an invalid password value.");
     }
     co_return std::move(*reply.data);
 }
 
 Task<void> SecretStore::deleteSecret(Uuid entryID, std::shared_ptr<AuthenticationContext> context) {
-    auto query = baseQuery(entryID);
-    query.authenticationContext = requireContext(context);
-    const auto reply = co_await send(&KeychainBackend::deleteItem, std::move(query));
-    if (reply.status != keychainStatus::success) {
+    const auto reply = co_await send(&KeychainBackend::deleteItem, approvedQuery(entryID, context));
+    if (!reply.status.succeeded()) {
         throw failure("delete", entryID, reply.status);
     }
 }
@@ -145,18 +154,17 @@ Task<void> SecretStore::deleteSecret(Uuid entryID, std::shared_ptr<Authenticatio
 Task<bool> SecretStore::containsSecret(Uuid entryID) {
     // A context of its own that can never prompt: a protected item then answers that it would
     // need approval instead of asking for it.
-    const InvalidateOnExit fresh{backend_.makeAuthenticationContext()};
-    auto query = baseQuery(entryID);
-    query.authenticationContext = requireContext(fresh.context);
+    const InvalidateOnExit fresh{bindsBiometrics_ ? backend_.makeAuthenticationContext() : nullptr};
+    auto query = approvedQuery(entryID, fresh.context);
     query.matchLimit = KeychainMatchLimit::one;
     query.returnKind = KeychainReturnKind::attributes;
     const auto reply = co_await send(&KeychainBackend::copyMatching, std::move(query));
-    switch (reply.status) {
-    case keychainStatus::success:
-    case keychainStatus::interactionNotAllowed:
-    case keychainStatus::authenticationFailed:
+    switch (reply.status.kind) {
+    case KeychainStatus::Kind::success:
+    case KeychainStatus::Kind::interactionNotAllowed:
+    case KeychainStatus::Kind::authenticationFailed:
         co_return true;
-    case keychainStatus::itemNotFound:
+    case KeychainStatus::Kind::itemNotFound:
         co_return false;
     default:
         throw failure("existence check", entryID, reply.status);

@@ -14,17 +14,22 @@
 
 namespace kestrelle {
 
-// Keeps each entry's password in a generic-password item of the data-protection Keychain,
-// readable only with the currently enrolled biometrics. It never prompts: every call on a
-// protected item carries an authentication context whose approval was already given, and a
-// context that is null, or that the backend did not make, fails with
-// `authenticationContextUnavailable`. Every backend call runs on `queue`. Failures are
+// Keeps each entry's password in a generic-password item of the platform's secret store. It
+// never prompts. Where the store binds biometrics (macOS: the data-protection Keychain, readable
+// only with the currently enrolled biometrics), every call on a protected item carries an
+// authentication context whose approval was already given, and a context that is null, or that
+// the backend did not make, fails with `authenticationContextUnavailable`. Where it does not
+// (Linux: the login keyring protects the items at rest), the app's own approval has gated the
+// call before it gets here: items get no access control, and queries carry no context, so the
+// contexts passed in are not used. Every backend call runs on `queue`. Failures are
 // SecretStoreError. The bytes passed in and returned are SecretBytes, wiped when freed.
 class SecretStore {
 public:
-    // `backend` and `queue` must outlive the store and every call made on it.
+    // `backend` and `queue` must outlive the store and every call made on it. `bindsBiometrics`
+    // is the platform's PlatformTraits::secretStoreBindsBiometrics.
     SecretStore(KeychainBackend& backend, SerialQueue& queue,
-                std::string_view bundleIdentifier = fixedBundleIdentifier);
+                std::string_view bundleIdentifier = fixedBundleIdentifier,
+                bool bindsBiometrics = true);
     SecretStore(const SecretStore&) = delete;
     SecretStore& operator=(const SecretStore&) = delete;
 
@@ -47,6 +52,9 @@ public:
 
 private:
     KeychainQuery baseQuery(const Uuid& entryID) const;
+    // The base query, carrying `context` where the store binds biometrics.
+    KeychainQuery approvedQuery(const Uuid& entryID,
+                                const std::shared_ptr<AuthenticationContext>& context) const;
     // Runs one backend call on the queue.
     Task<KeychainReply> send(KeychainReply (KeychainBackend::*call)(const KeychainQuery&),
                              KeychainQuery query);
@@ -56,6 +64,7 @@ private:
     KeychainBackend& backend_;
     SerialQueue& queue_;
     std::string service_;
+    bool bindsBiometrics_;
     Logger logger_{"SecretStore"};
 };
 

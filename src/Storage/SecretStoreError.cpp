@@ -14,9 +14,9 @@ SecretStoreError SecretStoreError::accessControlCreationFailed(std::string messa
 }
 
 SecretStoreError SecretStoreError::keychain(KeychainStatus status, std::string message) {
-    const auto number = std::to_string(status);
+    const auto number = std::to_string(status.code);
     auto description =
-        status == keychainStatus::missingEntitlement
+        status.kind == KeychainStatus::Kind::missingEntitlement
             ? "Protected password storage is unavailable because this build is missing its "
               "signed Keychain entitlement. Install a correctly signed and provisioned Kestrelle "
               "build, then try again. Keychain status " +
@@ -40,17 +40,17 @@ SecretStoreError SecretStoreError::itemNotFound() {
 
 SecretStoreError SecretStoreError::fromStatus(KeychainStatus status,
                                               const std::optional<std::string>& platformMessage) {
-    switch (status) {
-    case keychainStatus::duplicateItem:
+    switch (status.kind) {
+    case KeychainStatus::Kind::duplicateItem:
         return duplicateItem();
-    case keychainStatus::itemNotFound:
+    case KeychainStatus::Kind::itemNotFound:
         return itemNotFound();
     default:
         if (platformMessage && !platformMessage->empty()) {
             return keychain(status, *platformMessage);
         }
-        return keychain(status,
-                        "Keychain operation failed with status " + std::to_string(status) + ".");
+        return keychain(status, "Keychain operation failed with status " +
+                                    std::to_string(status.code) + ".");
     }
 }
 

@@ -427,9 +427,10 @@ TEST_F(SecurePasswordServiceTest, EachChangeCommitsOrUndoesItsKeychainStep) {
     const auto adding = Operation::addSecret(entry);
     const auto error = run(change(adding, authorize(adding), std::make_exception_ptr(writeError)));
     EXPECT_NE(error.find(writeError.what()), std::string::npos);
-    EXPECT_NE(
-        error.find(SecretStoreError::keychain(-25291, "No keychain is available.").description()),
-        std::string::npos);
+    EXPECT_NE(error.find(SecretStoreError::keychain(KeychainStatus::fromOSStatus(-25291),
+                                                    "No keychain is available.")
+                             .description()),
+              std::string::npos);
 }
 
 // A settings approval also ends reuse and every invocation's.

@@ -99,6 +99,15 @@ protected:
                                    securePasswords, securePasswords.availability()});
 };
 
+// Where the secret store binds no biometrics (Linux), the biometrics line is not the whole story.
+TEST_F(SettingsViewModelTest, WithoutBiometricBindingTheBiometricsSectionSaysWhatProtects) {
+    EXPECT_EQ(model->passwordsPane().protectionCaption, std::nullopt);
+    const auto keyring =
+        SettingsViewModel::create({executor, settings, *permissions, *loginItem, passwords,
+                                   securePasswords, securePasswords.availability(), false});
+    EXPECT_NE(keyring->passwordsPane().protectionCaption, std::nullopt);
+}
+
 // A change whose catalog write failed is reported, and the list reloaded. A reload that fails
 // keeps the list and shows its cause until a load succeeds. The next change clears a report.
 TEST_F(SettingsViewModelTest, FailedWritesAreReportedUntilALoadOrAChangeSucceeds) {

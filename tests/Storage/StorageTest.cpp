@@ -254,7 +254,8 @@ protected:
         ASSERT_FALSE(backend.received.empty());
         EXPECT_EQ(backend.received.back().call, call);
         EXPECT_TRUE(backend.received.back().query == expected);
-        EXPECT_TRUE(backend.received.back().interactionNotAllowed);
+        EXPECT_EQ(backend.received.back().interactionNotAllowed,
+                  backend.received.back().query.authenticationContext != nullptr);
     }
     static std::function<void(KeychainQuery&)> oneItem(KeychainReturnKind kind) {
         return [kind](KeychainQuery& query) {
@@ -263,7 +264,7 @@ protected:
         };
     }
     // Log lines that name the entry and `status`.
-    long logged(KeychainStatus status) const {
+    long logged(std::int32_t status) const {
         return std::ranges::count_if(logs.messages(), [&](const std::string& line) {
             return line.find(entryText) != line.npos &&
                    line.find("status " + std::to_string(status)) != line.npos;
@@ -284,23 +285,35 @@ protected:
         [this] { return failureOf(store.deleteSecret(entryID, context)); }};
 };
 
-// Each protected call sends the base query plus its own keys, from the queue, with prompts
-// forbidden.
+// Each call sends the base query plus its own keys, from the queue. Where the store binds
+// biometrics, the caller's context goes with it, prompts forbidden, and a new item gets its
+// access control; where it does not (Linux), the app's approval has gated the call: no context
+// is needed, none is sent even when one is given, and no access control.
 TEST_F(SecretStoreTest, EachCallSendsItsQueryFromTheQueue) {
-    test::runTask(executor, store.createSecret(secretBytes("new"), entryID, context));
-    expectLastCall(Call::add, context, [](KeychainQuery& query) {
-        query.accessControl = {KeychainAccessibility::whenUnlockedThisDeviceOnly,
-                               KeychainAccessControlFlags::biometryCurrentSet};
-        query.value = secretBytes("new");
-    });
-    test::runTask(executor, store.saveSecret(secretBytes("newer"), entryID, context));
-    expectLastCall(Call::update, context);
-    EXPECT_TRUE(
-        test::sameBytes(test::runTask(executor, store.readSecret(entryID, context)), "newer"));
-    expectLastCall(Call::copyMatching, context, oneItem(KeychainReturnKind::data));
-    test::runTask(executor, store.deleteSecret(entryID, context));
-    expectLastCall(Call::remove, context);
-    EXPECT_EQ(queue.dispatchCount, 5);
+    for (const bool binds : {true, false}) {
+        SCOPED_TRACE(binds);
+        SecretStore subject{backend, queue, "app.example.Test", binds};
+        const Context sent = binds ? context : nullptr;
+        test::runTask(executor, subject.createSecret(secretBytes("new"), entryID, sent));
+        expectLastCall(Call::add, sent, [binds](KeychainQuery& query) {
+            if (binds) {
+                query.accessControl = {KeychainAccessibility::whenUnlockedThisDeviceOnly,
+                                       KeychainAccessControlFlags::biometryCurrentSet};
+            }
+            query.value = secretBytes("new");
+        });
+        test::runTask(executor, subject.saveSecret(secretBytes("newer"), entryID, context));
+        expectLastCall(Call::update, sent);
+        EXPECT_TRUE(test::sameBytes(test::runTask(executor, subject.readSecret(entryID, context)),
+                                    "newer"));
+        expectLastCall(Call::copyMatching, sent, oneItem(KeychainReturnKind::data));
+        EXPECT_TRUE(test::runTask(executor, subject.containsSecret(entryID)));
+        expectLastCall(Call::copyMatching, binds ? backend.madeContexts.back() : nullptr,
+                       oneItem(KeychainReturnKind::attributes));
+        test::runTask(executor, subject.deleteSecret(entryID, context));
+        expectLastCall(Call::remove, sent);
+    }
+    EXPECT_EQ(queue.dispatchCount, 12);
 }
 
 TEST_F(SecretStoreTest, FailuresKeepTheStatusAndThePlatformsTextAndAreLoggedOnce) {
@@ -311,10 +324,11 @@ TEST_F(SecretStoreTest, FailuresKeepTheStatusAndThePlatformsTextAndAreLoggedOnce
     backend.statusMessages[-25291] = "Not allowed.";
     for (const auto& call : calls) {
         if (&call == &save) {
-            backend.scriptStatus(keychainStatus::duplicateItem); // so that it updates
+            backend.scriptStatus(KeychainStatus::Kind::duplicateItem); // so that it updates
         }
         backend.scriptStatus(-25291);
-        EXPECT_EQ(call(), SecretStoreError::keychain(-25291, "Not allowed."));
+        EXPECT_EQ(call(),
+                  SecretStoreError::keychain(KeychainStatus::fromOSStatus(-25291), "Not allowed."));
     }
     EXPECT_EQ(logged(-25291), 4) << "once per failure";
     // Without the platform's text, the status still says what failed.
@@ -326,9 +340,9 @@ TEST_F(SecretStoreTest, FailuresKeepTheStatusAndThePlatformsTextAndAreLoggedOnce
     refusal.accessControlFailure = AccessControlFailure{"Bad flags."};
     backend.script(refusal);
     EXPECT_EQ(create(), SecretStoreError::accessControlCreationFailed("Bad flags."));
-    backend.scriptStatus(keychainStatus::success); // success without a byte buffer
+    backend.scriptStatus(KeychainStatus::Kind::success); // success without a byte buffer
     EXPECT_EQ(read().value_or(SecretStoreError::itemNotFound()).status(),
-              keychainStatus::invalidValue);
+              KeychainStatus::fromOSStatus(-67671));
     backend.items.clear();
     EXPECT_EQ(remove(), SecretStoreError::itemNotFound());
 }
@@ -351,19 +365,27 @@ TEST_F(SecretStoreTest, AMissingOrForeignContextIsRefused) {
 }
 
 TEST_F(SecretStoreTest, ContainsAsksWithAFreshContextThatCannotPromptAndInvalidatesIt) {
+    using enum KeychainStatus::SecretServiceDomain;
     struct Row {
         KeychainStatus status;
         std::optional<bool> exists; // none: the check fails
     };
-    const Row rows[] = {{0, true}, {-25308, true}, {-25300, false}, {-34018, std::nullopt}};
+    // macOS, then Linux: a locked item, no item, and a D-Bus failure that shares the locked code.
+    const Row rows[] = {{KeychainStatus::fromOSStatus(0), true},
+                        {KeychainStatus::fromOSStatus(-25308), true},
+                        {KeychainStatus::fromOSStatus(-25300), false},
+                        {KeychainStatus::fromOSStatus(-34018), std::nullopt},
+                        {KeychainStatus::fromSecretService(secretError, 2), true},
+                        {KeychainStatus::fromSecretService(secretError, 3), false},
+                        {KeychainStatus::fromSecretService(other, 2), std::nullopt}};
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.status);
-        backend.scriptStatus(row.status);
+        SCOPED_TRACE(row.status.code);
+        backend.script(test::FakeKeychainBackend::status(row.status));
         test::TaskProbe<bool> probe(executor, store.containsSecret(entryID));
         executor.runUntilIdle();
         EXPECT_EQ(probe.succeeded() ? std::optional(probe.value()) : std::nullopt, row.exists);
         EXPECT_EQ(probe.threw<SecretStoreError>(), !row.exists);
-        EXPECT_EQ(logged(row.status), row.exists ? 0 : 1);
+        EXPECT_EQ(logged(row.status.code), row.exists ? 0 : 1);
         expectLastCall(Call::copyMatching, backend.madeContexts.back(),
                        oneItem(KeychainReturnKind::attributes));
         EXPECT_EQ(backend.madeContexts.back()->invalidationCount, 1);

@@ -64,7 +64,7 @@ public:
             const Item item{query.value.value_or(SecretBytes{}), query.accessControl};
             return items.try_emplace(keyOf(query), item).second
                        ? KeychainReply{}
-                       : status(keychainStatus::duplicateItem);
+                       : status(KeychainStatus::Kind::duplicateItem);
         });
     }
     KeychainReply updateItem(const KeychainQuery& query, const SecretBytes& newValue) override {
@@ -90,7 +90,7 @@ public:
     }
 
     std::optional<std::string> statusMessage(KeychainStatus status) override {
-        const auto found = statusMessages.find(status);
+        const auto found = statusMessages.find(status.code);
         return found == statusMessages.end() ? std::nullopt : std::optional(found->second);
     }
     std::shared_ptr<AuthenticationContext> makeAuthenticationContext() override {
@@ -99,7 +99,14 @@ public:
 
     // The next item calls answer with these replies, in order, and leave the items alone.
     void script(KeychainReply reply) { scripted_.push_back(std::move(reply)); }
-    void scriptStatus(KeychainStatus value) { script(status(value)); }
+    // Statuses as the macOS Keychain gives them: by kind, or by OSStatus.
+    void scriptStatus(KeychainStatus::Kind kind) { script(status(kind)); }
+    void scriptStatus(std::int32_t osStatus) {
+        script(status(KeychainStatus::fromOSStatus(osStatus)));
+    }
+    static KeychainReply status(KeychainStatus::Kind kind) {
+        return status(KeychainStatus::macOS(kind));
+    }
     static KeychainReply status(KeychainStatus value) {
         KeychainReply reply;
         reply.status = value;
@@ -108,7 +115,7 @@ public:
 
     std::map<Key, Item> items;
     std::vector<Received> received;
-    std::map<KeychainStatus, std::string> statusMessages;
+    std::map<std::int32_t, std::string> statusMessages; // by status code
     std::vector<std::shared_ptr<FakeAuthenticationContext>> madeContexts;
 
 private:
@@ -132,13 +139,14 @@ private:
             return refusal;
         }
         if (context && context->invalidationCount > 0) {
-            return status(keychainStatus::authenticationFailed);
+            return status(KeychainStatus::Kind::authenticationFailed);
         }
         if constexpr (std::is_invocable_v<Act&>) {
             return act();
         } else {
             const auto found = items.find(keyOf(query));
-            return found == items.end() ? status(keychainStatus::itemNotFound) : act(found->second);
+            return found == items.end() ? status(KeychainStatus::Kind::itemNotFound)
+                                        : act(found->second);
         }
     }
 
