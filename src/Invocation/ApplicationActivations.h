@@ -10,8 +10,9 @@
 namespace kestrelle {
 
 // Reports every application that becomes active, on the main thread. Either identifier may be
-// unknown. Implemented over NSWorkspace's activation notification on macOS; faked by
-// test::FakeApplicationActivations.
+// unknown; the bundle identifier is FrontmostApplication's. Implemented over NSWorkspace's
+// activation notification on macOS, over moves of the X input focus between top-level windows on
+// X11 (ApplicationActivations_linux.h); faked by test::FakeApplicationActivations.
 class ApplicationActivations {
 public:
     using Handler = std::function<void(std::optional<std::int32_t> processIdentifier,

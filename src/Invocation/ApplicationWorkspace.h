@@ -8,7 +8,8 @@
 namespace kestrelle {
 
 // The desktop's running applications, as far as an insertion target needs them. Implemented
-// over NSWorkspace and NSProcessInfo on macOS; faked by test::FakeApplicationWorkspace.
+// over NSWorkspace and NSProcessInfo on macOS, over the window holding the X input focus on X11
+// (ApplicationWorkspace_linux.h); faked by test::FakeApplicationWorkspace.
 class ApplicationWorkspace {
 public:
     virtual ~ApplicationWorkspace() = default;

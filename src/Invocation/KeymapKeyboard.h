@@ -8,8 +8,8 @@ namespace kestrelle {
 
 // A keyboard whose synthetic keys type what the keymap binds to them (X11 with XTest). Keys go
 // to whatever has the focus and combine with the modifier keys the user holds. Each call is one
-// request to the platform, so the injector decides every key, binding and order. Faked by
-// test::FakeKeymapKeyboard.
+// request to the platform, so the injector decides every key, binding and order. Implemented in
+// KeymapKeyboard_linux.h; faked by test::FakeKeymapKeyboard.
 class KeymapKeyboard {
 public:
     using KeyCode = std::uint8_t;

@@ -45,7 +45,7 @@ enum class HotKeyRegistration : std::uintptr_t {};
 enum class HotKeyHandler : std::uintptr_t {};
 
 // The system's global hot-key service. Real: Carbon's event hot keys on macOS, a key grab on
-// the root window on X11. Fake: test::FakeHotKeyService.
+// the root window on X11 (HotKeyService_linux.h). Fake: test::FakeHotKeyService.
 class HotKeyService {
 public:
     using RegisterResult = std::variant<HotKeyRegistration, HotKeyRefusal>;

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Invocation/KeymapKeyboard.h"
+#include "Runtime/X11Connection_linux.h"
+
+namespace kestrelle {
+
+// The keyboard of the X server, through XTest and XKB on Qt's X connection:
+// - keymap: the core keyboard mapping, with group 1's first two levels as a key's unshifted and
+//   shifted symbols; a symbol in any other column (group 2, level 3 and above) is boundElsewhere;
+// - currentModifierFlags: XKB's effective modifier state (held, latched or locked) of the core
+//   keyboard, Shift, Control, Mod1 and Mod4 as Shift, Control, Alt and Super. Caps Lock and Num
+//   Lock are not reported. When the state cannot be read every modifier counts as held;
+// - postKey: an XTest key event, sent at once;
+// - bindKey: the core mapping of one key code changed to the symbol at both levels of group 1,
+//   or to no symbol at all, sent at once. Every client, Qt included, then reloads its keymap.
+class X11KeymapKeyboard final : public KeymapKeyboard {
+public:
+    // Uses the Qt application object's connection: the application must outlive it.
+    X11KeymapKeyboard();
+
+    Keymap keymap() override;
+    std::uint64_t currentModifierFlags() override;
+    void postKey(KeyCode keyCode, bool down) override;
+    void bindKey(KeyCode keyCode, std::optional<Keysym> keysym) override;
+
+private:
+    Display* const display_;
+};
+
+} // namespace kestrelle
