@@ -336,6 +336,9 @@ X11PasswordPickerPanel::Window::Window() {
         nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                      Qt::X11BypassWindowManagerHint | Qt::WindowDoesNotAcceptFocus);
     widget->setAttribute(Qt::WA_ShowWithoutActivating);
+    // Names the window for the accessibility bus and for tools that look for it.
+    widget->setWindowTitle(QStringLiteral("Kestrelle password picker"));
+    widget->setAccessibleName(QStringLiteral("Kestrelle password picker"));
     widget->setAttribute(Qt::WA_AlwaysShowToolTips);
     // Nothing draws a shadow without a compositor: a line sets the panel off what lies below.
     widget->setFrameStyle(QFrame::Box | QFrame::Plain);

@@ -204,3 +204,32 @@ start_kestrelle() { # [ARGUMENT…]
     "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" labels --pid "$KESTRELLE_PID" --timeout 15 >/dev/null ||
         fail "kestrelle showed no status item (see $E2E_LOG_DIR/kestrelle.log)"
 }
+
+# Saves an entry as Settings would: its label in the catalog file, its password in the keyring
+# under the app's schema. Entries keep the order they were added in.
+add_entry() { # LABEL PASSWORD
+    local id catalog=$XDG_DATA_HOME/Kestrelle/entries.json
+    id=$("$E2E_PYTHON" -c 'import uuid; print(str(uuid.uuid4()).upper())')
+    mkdir -p "${catalog%/*}"
+    "$E2E_PYTHON" - "$catalog" "$id" "$1" <<'PY'
+import json, os, sys
+path, entry_id, label = sys.argv[1:]
+catalog = {"schemaVersion": 1, "orderedEntries": []}
+if os.path.exists(path):
+    with open(path) as f:
+        catalog = json.load(f)
+catalog["orderedEntries"].append({"id": entry_id, "label": label})
+with open(path, "w") as f:
+    json.dump(catalog, f)
+PY
+    printf '%s' "$2" | secret-tool store --label="Kestrelle password for entry $id" \
+        xdg:schema app.kestrelle.Kestrelle.Password service app.kestrelle.Kestrelle.passwords \
+        account "$id"
+}
+
+picker_shown() { xdotool search --onlyvisible --name '^Kestrelle password picker$' >/dev/null; }
+wait_picker() { wait_for "${1:-10}" "the password picker" picker_shown; }
+wait_picker_gone() { wait_for "${1:-10}" "the picker to close" eval '! picker_shown'; }
+
+# The shortcut, pressed and released as a person does.
+press_shortcut() { press ctrl+alt+space; }
