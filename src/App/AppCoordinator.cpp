@@ -48,7 +48,7 @@ std::unique_ptr<EntryCatalogStoring> AppCoordinator::makeRepository(Platform& pl
 }
 
 AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
-    : platform_(platform), statusItemController_(platform.statusBar),
+    : platform_(platform), statusItemController_(platform.statusBar, platform.traits.updatesItself),
       hotkeyManager_(platform.hotKeys, platform.executor, platform.traits.keyboard),
       settings_(platform.defaults, platform.traits.keyboard),
       permissions_(PermissionsManager::create({

@@ -10,15 +10,18 @@ MenuItemModel item(std::string title, MenuAction action, std::string keyEquivale
 
 } // namespace
 
-std::vector<MenuItemModel> statusMenu() {
-    return {
+std::vector<MenuItemModel> statusMenu(bool offersUpdates) {
+    std::vector<MenuItemModel> menu{
         item("Show Password Picker", MenuAction::showPasswordPicker),
         MenuItemModel::separator(),
         item("Settings…", MenuAction::showSettings, ","),
-        item("Check for Updates…", MenuAction::checkForUpdates),
-        MenuItemModel::separator(),
-        item("Quit Kestrelle", MenuAction::quit, "q"),
     };
+    if (offersUpdates) {
+        menu.push_back(item("Check for Updates…", MenuAction::checkForUpdates));
+    }
+    menu.push_back(MenuItemModel::separator());
+    menu.push_back(item("Quit Kestrelle", MenuAction::quit, "q"));
+    return menu;
 }
 
 std::vector<MenuItemModel> mainMenu() {

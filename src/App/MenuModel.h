@@ -33,7 +33,8 @@ struct MenuItemModel {
 
 // The menu-bar item's menu. There is deliberately no separator between "Settings…" and
 // "Check for Updates…".
-std::vector<MenuItemModel> statusMenu();
+// Without updates of its own, the app offers no update check.
+std::vector<MenuItemModel> statusMenu(bool offersUpdates = true);
 // The application menu, which gives the Settings window ⌘, and ⌘Q.
 std::vector<MenuItemModel> mainMenu();
 

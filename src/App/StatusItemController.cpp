@@ -7,11 +7,12 @@ void StatusItemController::install() {
         return;
     }
     std::weak_ptr<StatusItemController*> weak = self_;
-    statusBar_.addItem(StatusItemAppearance{}, statusMenu(), [weak](MenuAction action) {
-        if (auto self = weak.lock()) {
-            (*self)->choose(action);
-        }
-    });
+    statusBar_.addItem(StatusItemAppearance{}, statusMenu(offersUpdates_),
+                       [weak](MenuAction action) {
+                           if (auto self = weak.lock()) {
+                               (*self)->choose(action);
+                           }
+                       });
     installed_ = true;
     logger_.info("Status item installed");
 }

@@ -12,7 +12,8 @@ namespace kestrelle {
 // that is not set makes its item do nothing.
 class StatusItemController {
 public:
-    explicit StatusItemController(StatusBar& statusBar) : statusBar_(statusBar) {}
+    explicit StatusItemController(StatusBar& statusBar, bool offersUpdates = true)
+        : statusBar_(statusBar), offersUpdates_(offersUpdates) {}
 
     std::function<void()> onInvoke;
     std::function<void()> onShowSettings;
@@ -27,6 +28,7 @@ private:
     void choose(MenuAction action) const;
 
     StatusBar& statusBar_;
+    bool offersUpdates_;
     Logger logger_{"StatusItem"};
     bool installed_ = false;
     // Lets the platform's menu outlive the controller harmlessly.

@@ -33,6 +33,9 @@ struct PlatformTraits {
     bool secretStoreBindsBiometrics = true;
     // Whether screen coordinates grow downwards from the top-left corner.
     bool screenYGrowsDown = false;
+    // Whether the app updates itself; where the system's packages update it, no menu offers an
+    // update check.
+    bool updatesItself = true;
 
     static constexpr PlatformTraits macOS() { return {}; }
     static constexpr PlatformTraits x11() {
@@ -45,6 +48,7 @@ struct PlatformTraits {
             .keyboard = Keyboard::x11,
             .secretStoreBindsBiometrics = false,
             .screenYGrowsDown = true,
+            .updatesItself = false,
         };
     }
 };

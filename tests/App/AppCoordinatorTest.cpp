@@ -223,6 +223,18 @@ TEST_F(AppCoordinatorTest, AnotherCopyActivatingThisOneShowsSettingsUntilTermina
     EXPECT_FALSE(windows.last->visible);
 }
 
+// Where the system's packages update the app, its menu offers no update check.
+TEST(StatusItemControllerTest, OffersAnUpdateCheckOnlyWhereTheAppUpdatesItself) {
+    test::FakeStatusBar bar;
+    StatusItemController controller(bar, PlatformTraits::x11().updatesItself);
+    controller.install();
+    auto expected = statusMenu();
+    std::erase_if(expected, [](const MenuItemModel& item) {
+        return !item.isSeparator && item.action == MenuAction::checkForUpdates;
+    });
+    EXPECT_EQ(bar.menu, expected);
+}
+
 // The platform's menu may outlive the controller.
 TEST(StatusItemControllerTest, InstallsOnceAndIgnoresChoicesOnceGone) {
     test::FakeStatusBar bar;
