@@ -32,10 +32,8 @@ const std::string ok = "ok";
 const std::string cancelled = Error::cancelled().description();
 const std::string failed = Error::failed().description();
 
-// Each platform's answers come to the few outcomes the user sees. LocalAuthentication's numbers:
-// every kind of cancellation (the fallback and an invalidated context too) is `cancelled`,
-// biometry states are `unavailable`, anything else fails. The desktop approves with the reader
-// while it has a finger, else with the password where polkit runs; a finger may try three times.
+// On the Mac every cancellation (the fallback and an invalidated context too) is `cancelled`. The
+// desktop takes the reader while it has a finger, else the password; a finger may try thrice.
 TEST(BiometricMappingTest, PlatformAnswersMapToTheFewCasesTheUserSees) {
     using enum BiometricKind;
     const auto refused = [](const BiometricEvaluationResult& result) {
@@ -66,7 +64,9 @@ TEST(BiometricMappingTest, PlatformAnswersMapToTheFewCasesTheUserSees) {
     using Action = FingerprintVerifyStep::Action;
     EXPECT_EQ(fingerprintVerifyStep("verify-retry-scan", false, 0).action, Action::wait);
     EXPECT_EQ(fingerprintVerifyStep("verify-no-match", true, 1).action, Action::retry);
-    EXPECT_EQ(refused(fingerprintVerifyStep("verify-no-match", true, 2).result), failed);
+    const auto third = fingerprintVerifyStep("verify-no-match", true, 2);
+    EXPECT_EQ(refused(third.result), failed);
+    EXPECT_EQ(third.action, Action::finish);
     EXPECT_TRUE(fingerprintVerifyStep("verify-match", true, 2).result.approved);
     EXPECT_TRUE(polkitEvaluationResult(true, false, false).approved);
     EXPECT_EQ(refused(polkitEvaluationResult(false, false, true)), cancelled);
