@@ -20,3 +20,8 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/src/App/main_linux.cpp")
     target_link_libraries(kestrelle PRIVATE kestrelle_linux)
     install(TARGETS kestrelle RUNTIME DESTINATION bin)
 endif()
+
+# The polkit action of the password approval (see packaging/linux/README.md for where polkit
+# looks).
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/linux/app.kestrelle.Kestrelle.policy"
+    DESTINATION share/polkit-1/actions)

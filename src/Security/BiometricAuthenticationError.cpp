@@ -4,15 +4,25 @@ namespace kestrelle {
 
 namespace {
 
-const char* unavailableDescription(BiometricAvailability::State state) {
-    switch (state) {
+// The Mac's texts serve its own kinds, and a refusal macOS named no kind for.
+const char* unavailableDescription(BiometricAvailability availability) {
+    const auto kind = availability.kind();
+    const bool desktop = kind && isDesktopApproval(*kind);
+    switch (availability.state()) {
     case BiometricAvailability::State::notEnrolled:
-        return "Set up Touch ID or Face ID in System Settings before using passwords.";
+        return desktop ? "Enroll a fingerprint before using passwords."
+                       : "Set up Touch ID or Face ID in System Settings before using passwords.";
     case BiometricAvailability::State::lockedOut:
-        return "Biometrics are locked. Restore biometric access through macOS, then try again.";
+        return desktop ? "Approval is locked for now. Try again later."
+                       : "Biometrics are locked. Restore biometric access through macOS, then try "
+                         "again.";
     case BiometricAvailability::State::unavailable:
     case BiometricAvailability::State::unsupported:
-        return "This Mac does not currently provide supported biometric authentication.";
+        if (kind == BiometricKind::password) {
+            return "Your password cannot be asked for: no polkit authentication agent is running.";
+        }
+        return desktop ? "The fingerprint reader is not available right now."
+                       : "This Mac does not currently provide supported biometric authentication.";
     case BiometricAvailability::State::available:
         break;
     }
@@ -27,7 +37,7 @@ BiometricAuthenticationError::BiometricAuthenticationError(
 
 BiometricAuthenticationError
 BiometricAuthenticationError::unavailable(BiometricAvailability availability) {
-    return {Kind::unavailable, unavailableDescription(availability.state()), availability};
+    return {Kind::unavailable, unavailableDescription(availability), availability};
 }
 
 BiometricAuthenticationError BiometricAuthenticationError::cancelled() {
@@ -47,27 +57,23 @@ BiometricAuthenticationError BiometricAuthenticationError::expired() {
 }
 
 BiometricAuthenticationError
-BiometricAuthenticationError::fromEvaluationFailure(std::optional<BiometricErrorCode> code) {
-    if (!code) {
-        return failed();
-    }
-    switch (*code) {
-    // No fallback exists, so choosing it is a cancellation too.
+BiometricAuthenticationError::fromEvaluationFailure(std::optional<BiometricErrorCode> code,
+                                                    std::optional<BiometricKind> kind) {
+    switch (code.value_or(BiometricErrorCode::authenticationFailed)) {
     case BiometricErrorCode::userCancel:
-    case BiometricErrorCode::userFallback:
     case BiometricErrorCode::systemCancel:
     case BiometricErrorCode::appCancel:
-    case BiometricErrorCode::invalidContext:
         return cancelled();
-    case BiometricErrorCode::biometryNotAvailable:
-        return unavailable(BiometricAvailability::unavailable());
-    case BiometricErrorCode::biometryNotEnrolled:
-        return unavailable(BiometricAvailability::notEnrolled());
-    case BiometricErrorCode::biometryLockout:
-        return unavailable(BiometricAvailability::lockedOut());
-    default:
-        return failed();
+    case BiometricErrorCode::notAvailable:
+        return unavailable(BiometricAvailability::unavailable(kind));
+    case BiometricErrorCode::notEnrolled:
+        return unavailable(BiometricAvailability::notEnrolled(kind));
+    case BiometricErrorCode::lockedOut:
+        return unavailable(BiometricAvailability::lockedOut(kind));
+    case BiometricErrorCode::authenticationFailed:
+        break;
     }
+    return failed();
 }
 
 } // namespace kestrelle

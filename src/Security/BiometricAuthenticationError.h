@@ -19,10 +19,11 @@ public:
     static BiometricAuthenticationError invalidSession();
     static BiometricAuthenticationError expired();
 
-    // The error for a refused evaluation. `code` is none when the platform gave no error or
-    // one from outside LocalAuthentication.
+    // The error for a refused evaluation. `code` is none when the platform gave no error or one
+    // the mapping does not name; `kind` is the kind that refused, when the platform said.
     static BiometricAuthenticationError
-    fromEvaluationFailure(std::optional<BiometricErrorCode> code);
+    fromEvaluationFailure(std::optional<BiometricErrorCode> code,
+                          std::optional<BiometricKind> kind = std::nullopt);
 
     Kind kind() const { return kind_; }
     // Set for `unavailable` only.

@@ -4,27 +4,17 @@ namespace kestrelle {
 
 BiometricAvailability BiometricAvailability::from(const BiometricPolicyState& policy) {
     if (policy.canEvaluate) {
-        switch (policy.biometryType) {
-        case BiometryType::touchID:
-            return available(BiometricKind::touchID);
-        case BiometryType::faceID:
-            return available(BiometricKind::faceID);
-        default:
-            return unsupported();
-        }
+        return policy.kind ? available(*policy.kind) : unsupported();
     }
-    if (!policy.error) {
-        return unsupported();
-    }
-    switch (*policy.error) {
-    case BiometricErrorCode::biometryLockout:
-        return lockedOut();
-    case BiometricErrorCode::biometryNotEnrolled:
-        return notEnrolled();
-    case BiometricErrorCode::biometryNotAvailable:
-        return unavailable();
+    switch (policy.error.value_or(BiometricErrorCode::authenticationFailed)) {
+    case BiometricErrorCode::lockedOut:
+        return lockedOut(policy.kind);
+    case BiometricErrorCode::notEnrolled:
+        return notEnrolled(policy.kind);
+    case BiometricErrorCode::notAvailable:
+        return unavailable(policy.kind);
     default:
-        return unsupported();
+        return unsupported(policy.kind);
     }
 }
 

@@ -3,23 +3,21 @@
 #include "Security/BiometricErrorCode.h"
 #include "Security/BiometricKind.h"
 
-#include <cstdint>
 #include <optional>
 
 namespace kestrelle {
 
-// The platform's sensor type, with LocalAuthentication's values; other values may arrive.
-enum class BiometryType : std::int64_t { none = 0, touchID = 1, faceID = 2 };
-
-// The platform's answer to whether the biometrics-only policy can be evaluated now.
+// The platform's answer to whether an approval can be asked for now.
 struct BiometricPolicyState {
     bool canEvaluate = false;
-    BiometryType biometryType = BiometryType::none;
-    // The code of the error that came with a refusal, if any.
+    // The kind that approves, or that a refusal is about; none when the platform names no
+    // supported one.
+    std::optional<BiometricKind> kind;
+    // Why it cannot, when the platform said.
     std::optional<BiometricErrorCode> error;
 };
 
-// Whether biometric approval can be asked for on this Mac, and with which sensor.
+// Whether approval can be asked for on this computer, and of which kind.
 class BiometricAvailability {
 public:
     enum class State { available, notEnrolled, lockedOut, unavailable, unsupported };
@@ -27,22 +25,36 @@ public:
     static constexpr BiometricAvailability available(BiometricKind kind) {
         return {State::available, kind};
     }
-    static constexpr BiometricAvailability notEnrolled() { return {State::notEnrolled}; }
-    static constexpr BiometricAvailability lockedOut() { return {State::lockedOut}; }
-    static constexpr BiometricAvailability unavailable() { return {State::unavailable}; }
-    static constexpr BiometricAvailability unsupported() { return {State::unsupported}; }
+    // `kind` names what the refusal is about, when the platform said.
+    static constexpr BiometricAvailability
+    notEnrolled(std::optional<BiometricKind> kind = std::nullopt) {
+        return {State::notEnrolled, kind};
+    }
+    static constexpr BiometricAvailability
+    lockedOut(std::optional<BiometricKind> kind = std::nullopt) {
+        return {State::lockedOut, kind};
+    }
+    static constexpr BiometricAvailability
+    unavailable(std::optional<BiometricKind> kind = std::nullopt) {
+        return {State::unavailable, kind};
+    }
+    static constexpr BiometricAvailability
+    unsupported(std::optional<BiometricKind> kind = std::nullopt) {
+        return {State::unsupported, kind};
+    }
 
     static BiometricAvailability from(const BiometricPolicyState& policy);
 
     State state() const { return state_; }
     bool isAvailable() const { return state_ == State::available; }
-    // The sensor, when available.
+    // The kind in force: the one that approves when available, otherwise the one the refusal
+    // is about, if the platform named it. The texts shown for the state follow it.
     std::optional<BiometricKind> kind() const { return kind_; }
 
     friend bool operator==(const BiometricAvailability&, const BiometricAvailability&) = default;
 
 private:
-    constexpr BiometricAvailability(State state, std::optional<BiometricKind> kind = std::nullopt)
+    constexpr BiometricAvailability(State state, std::optional<BiometricKind> kind)
         : state_(state), kind_(kind) {}
 
     State state_;

@@ -11,7 +11,7 @@ Task<void> BiometricContext::evaluate(std::string reason) {
             evaluatePolicy(reason, [done](BiometricEvaluationResult reply) { done.resume(reply); });
         });
     if (!result.approved) {
-        throw BiometricAuthenticationError::fromEvaluationFailure(result.error);
+        throw BiometricAuthenticationError::fromEvaluationFailure(result.error, result.kind);
     }
 }
 

@@ -6,10 +6,10 @@
 
 namespace kestrelle {
 
-// Makes fresh biometric contexts: without the password fallback button, and without the
-// platform reusing an earlier unlock on its own (reuse is the secure password service's
-// decision).
-// Real: BiometricAuthenticator (macOS adapter). Fake: FakeBiometricContextFactory.
+// Makes fresh approval contexts: without a password fallback button, and without the platform
+// reusing an earlier unlock on its own (reuse is the secure password service's decision).
+// Real: BiometricAuthenticator (macOS adapter), DesktopApprovalAuthenticator (Linux adapter).
+// Fake: FakeBiometricContextFactory.
 class BiometricContextCreating {
 public:
     virtual ~BiometricContextCreating() = default;

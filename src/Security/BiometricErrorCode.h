@@ -1,22 +1,22 @@
 #pragma once
 
-#include <cstdint>
-
 namespace kestrelle {
 
-// The platform's biometric error codes, with LocalAuthentication's values. Codes not named
-// here still travel in this type; they count as "any other code".
-enum class BiometricErrorCode : std::int64_t {
-    authenticationFailed = -1,
-    userCancel = -2,
-    userFallback = -3,
-    systemCancel = -4,
-    passcodeNotSet = -5,
-    biometryNotAvailable = -6,
-    biometryNotEnrolled = -7,
-    biometryLockout = -8,
-    appCancel = -9,
-    invalidContext = -10,
+// Why the platform refused an approval, as far as the core tells the outcomes apart. Each
+// platform's own answers map onto these in BiometricPlatformMapping.
+enum class BiometricErrorCode {
+    // No match, and the platform gave up.
+    authenticationFailed,
+    // The user dismissed the prompt.
+    userCancel,
+    // The system dismissed the prompt.
+    systemCancel,
+    // The app invalidated the context, before or during the prompt.
+    appCancel,
+    // No sensor or prompt can be used now.
+    notAvailable,
+    notEnrolled,
+    lockedOut,
 };
 
 } // namespace kestrelle

@@ -1,31 +1,48 @@
 #include "Settings/PasswordsPanePresentation.h"
 
+#include "Security/BiometricAuthenticationError.h"
+
 namespace kestrelle {
 
 namespace {
 
 constexpr auto failedSymbol = "exclamationmark.triangle.fill";
 
-// "touchid" and "faceid" name the ready sensors; the rest pick a symbol for their problem.
+// Names the kind in force: "touchid" and "faceid" are the Mac's sensors, and the reader's symbol
+// too. The desktop's refusals read as their error does; the rest pick a symbol for their problem.
 SettingsStatusLabel biometricsLine(BiometricAvailability availability) {
+    const auto kind = availability.kind();
+    const auto text = [&](const char* macText) {
+        return kind && isDesktopApproval(*kind)
+                   ? BiometricAuthenticationError::unavailable(availability).description()
+                   : std::string(macText);
+    };
     switch (availability.state()) {
     case BiometricAvailability::State::available:
-        return availability.kind() == BiometricKind::faceID
-                   ? SettingsStatusLabel{"Face ID ready", "faceid", SettingsTone::positive}
-                   : SettingsStatusLabel{"Touch ID ready", "touchid", SettingsTone::positive};
+        switch (*kind) {
+        case BiometricKind::faceID:
+            return {"Face ID ready", "faceid", SettingsTone::positive};
+        case BiometricKind::fingerprint:
+            return {"Fingerprint ready", "touchid", SettingsTone::positive};
+        case BiometricKind::password:
+            return {"Account password ready", "person.badge.key.fill", SettingsTone::positive};
+        case BiometricKind::touchID:
+            break;
+        }
+        return {"Touch ID ready", "touchid", SettingsTone::positive};
     case BiometricAvailability::State::notEnrolled:
         // Enrolling fixes it, in System Settings.
-        return {"Biometrics are not enrolled.", "exclamationmark.circle.fill",
+        return {text("Biometrics are not enrolled."), "exclamationmark.circle.fill",
                 SettingsTone::caution};
     case BiometricAvailability::State::lockedOut:
-        return {"Biometrics are locked. Unlock them in macOS before configuring passwords.",
+        return {text("Biometrics are locked. Unlock them in macOS before configuring passwords."),
                 "lock.fill", SettingsTone::critical};
     case BiometricAvailability::State::unavailable:
     case BiometricAvailability::State::unsupported:
         break;
     }
-    return {"Supported biometric authentication is unavailable on this Mac.", "xmark.circle.fill",
-            SettingsTone::critical};
+    return {text("Supported biometric authentication is unavailable on this Mac."),
+            "xmark.circle.fill", SettingsTone::critical};
 }
 
 PasswordsPanePresentation::Row row(const SettingsEntry& entry, bool isFirst, bool isLast,

@@ -1,4 +1,5 @@
 #include "Security/BiometricAuthenticationError.h"
+#include "Security/BiometricPlatformMapping.h"
 #include "Security/ExclusiveOperationGate.h"
 #include "Security/SecurePasswordService.h"
 #include "Security/SettingsTransactionError.h"
@@ -27,19 +28,51 @@ using Availability = BiometricAvailability;
 using Error = BiometricAuthenticationError;
 using Operation = SettingsOperation;
 
-// Biometry states make `unavailable`, every kind of cancellation `cancelled`, anything else fails.
-TEST(BiometricMappingTest, PlatformCodesMapToTheFewCasesTheUserSees) {
-    const auto notEnrolled = BiometricErrorCode::biometryNotEnrolled;
-    EXPECT_EQ(Availability::from({false, BiometryType::touchID, notEnrolled}),
-              Availability::notEnrolled());
-    EXPECT_EQ(Error::fromEvaluationFailure(notEnrolled),
+const std::string ok = "ok";
+const std::string cancelled = Error::cancelled().description();
+const std::string failed = Error::failed().description();
+
+// On the Mac every cancellation (the fallback and an invalidated context too) is `cancelled`. The
+// desktop takes the reader while it has a finger, else the password; a finger may try thrice.
+TEST(BiometricMappingTest, PlatformAnswersMapToTheFewCasesTheUserSees) {
+    using enum BiometricKind;
+    const auto refused = [](const BiometricEvaluationResult& result) {
+        return Error::fromEvaluationFailure(result.error, result.kind).description();
+    };
+    const auto mac = biometricErrorFromLocalAuthentication;
+    for (auto code : {-2, -3, -4, -9, -10}) {
+        EXPECT_EQ(refused({false, mac(code), {}}), cancelled) << code;
+    }
+    for (auto code : {-1, -5, -11}) {
+        EXPECT_EQ(refused({false, mac(code), {}}), failed) << code;
+    }
+    EXPECT_EQ(Error::fromEvaluationFailure(mac(-7)),
               Error::unavailable(Availability::notEnrolled()));
-    EXPECT_EQ(Error::fromEvaluationFailure(BiometricErrorCode::appCancel), Error::cancelled());
-    EXPECT_EQ(Error::fromEvaluationFailure(std::nullopt), Error::failed());
-    EXPECT_EQ(Availability::from({true, BiometryType::faceID, std::nullopt}),
-              Availability::available(BiometricKind::faceID));
-    EXPECT_EQ(Availability::from({true, BiometryType::none, std::nullopt}),
+    EXPECT_EQ(Availability::from({false, std::nullopt, mac(-8)}), Availability::lockedOut());
+    EXPECT_EQ(Availability::from({true, biometricKindFromLocalAuthentication(2), {}}),
+              Availability::available(faceID));
+    EXPECT_EQ(Availability::from({true, biometricKindFromLocalAuthentication(4), {}}),
               Availability::unsupported());
+
+    const auto noPrints = biometricErrorFromDBus("net.reactivated.Fprint.Error.NoEnrolledPrints");
+    EXPECT_EQ(Availability::from(desktopApprovalPolicy(std::nullopt, false)),
+              Availability::available(fingerprint));
+    EXPECT_EQ(Availability::from(desktopApprovalPolicy(noPrints, true)),
+              Availability::available(password));
+    EXPECT_EQ(Availability::from(desktopApprovalPolicy(noPrints, false)),
+              Availability::notEnrolled(fingerprint));
+    using Action = FingerprintVerifyStep::Action;
+    EXPECT_EQ(fingerprintVerifyStep("verify-retry-scan", false, 0).action, Action::wait);
+    EXPECT_EQ(fingerprintVerifyStep("verify-no-match", true, 1).action, Action::retry);
+    const auto third = fingerprintVerifyStep("verify-no-match", true, 2);
+    EXPECT_EQ(refused(third.result), failed);
+    EXPECT_EQ(third.action, Action::finish);
+    EXPECT_TRUE(fingerprintVerifyStep("verify-match", true, 2).result.approved);
+    EXPECT_TRUE(polkitEvaluationResult(true, false, false).approved);
+    EXPECT_EQ(refused(polkitEvaluationResult(false, false, true)), cancelled);
+    EXPECT_EQ(refused(polkitEvaluationResult(false, false, false)), failed);
+    EXPECT_EQ(refused(polkitEvaluationResult(false, true, false)),
+              Error::unavailable(Availability::unavailable(password)).description());
 }
 
 using Events = std::vector<std::string>;
@@ -92,8 +125,6 @@ TEST(ExclusiveOperationGateTest, TheGuardReleasesOnCancellationAndTeardown) {
     EXPECT_EQ(gate.waiterCount(), 0U);
 }
 
-const std::string ok = "ok";
-const std::string cancelled = Error::cancelled().description();
 const std::string invalidSession = Error::invalidSession().description();
 const std::string expired = Error::expired().description();
 
@@ -293,12 +324,13 @@ TEST_F(SecurePasswordServiceTest, ASpendWhoseApprovalWasWithdrawnEndsAsTheServic
 }
 
 TEST_F(SecurePasswordServiceTest, UnusableBiometricsFailBeforeAnyPrompt) {
-    factory.policy = {false, BiometryType::touchID, BiometricErrorCode::biometryNotEnrolled};
+    const auto notEnrolled = BiometricAvailability::notEnrolled(BiometricKind::fingerprint);
+    factory.policy = {false, BiometricKind::fingerprint, BiometricErrorCode::notEnrolled};
     EXPECT_EQ(run(service.beginInvocation(Uuid::random())),
-              Error::unavailable(BiometricAvailability::notEnrolled()).description());
+              Error::unavailable(notEnrolled).description());
     EXPECT_TRUE(factory.last().reasons.empty());
     EXPECT_TRUE(factory.last().invalidated);
-    EXPECT_EQ(service.availability(), BiometricAvailability::notEnrolled());
+    EXPECT_EQ(service.availability(), notEnrolled);
     EXPECT_TRUE(factory.last().invalidated) << "the availability check's context too";
 }
 

@@ -3,6 +3,7 @@
 #include "Security/BiometricAuthenticationError.h"
 #include "Settings/PasswordSettingsError.h"
 #include "Settings/PasswordValidationError.h"
+#include "Settings/PasswordsPanePresentation.h"
 #include "Support/FakeAppActivationNotifier.h"
 #include "Support/FakeLoginItemSystem.h"
 #include "Support/FakeSystemWorkspace.h"
@@ -11,8 +12,10 @@
 #include "Support/PasswordStack.h"
 #include "Support/TaskProbe.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <ranges>
+#include <set>
 #include <tuple>
 
 namespace kestrelle {
@@ -270,6 +273,27 @@ TEST(EntryEditorModelTest, TheFirstFailingCheckIsShownAndSaveWaitsForValidInput)
         const std::string typed(editor->passwordAccessibilityValue());
         editor->setPassword("a much longer password 😀");
         EXPECT_EQ(editor->passwordAccessibilityValue(), typed);
+    }
+}
+
+// The Passwords pane names the approval in force; on the desktop, in no state does it name the
+// Mac, nor do the refusals it reads from.
+TEST(PasswordsPaneTest, TheBiometricsLineNamesTheKindInForce) {
+    using enum BiometricKind;
+    using Availability = BiometricAvailability;
+    const auto line = [](Availability state) {
+        return PasswordsPanePresentation::make({}, state, {}, false).biometrics.text;
+    };
+    const std::set ready{
+        line(Availability::available(touchID)), line(Availability::available(faceID)),
+        line(Availability::available(fingerprint)), line(Availability::available(password))};
+    EXPECT_EQ(ready.size(), 4U);
+    for (auto kind : {fingerprint, password}) {
+        for (auto state : {Availability::available(kind), Availability::notEnrolled(kind),
+                           Availability::lockedOut(kind), Availability::unsupported(kind)}) {
+            EXPECT_THAT(line(state),
+                        testing::Not(testing::ContainsRegex("Mac|macOS|Touch ID|System Settings")));
+        }
     }
 }
 

@@ -191,8 +191,8 @@ private:
             prompt.approvePrompt();
             return run("approve " + prompt.reasons.back());
         }
-        const auto code = std::array{BiometricErrorCode::userCancel,
-                                     BiometricErrorCode::biometryLockout}[pick(2)];
+        const auto code =
+            std::array{BiometricErrorCode::userCancel, BiometricErrorCode::lockedOut}[pick(2)];
         prompt.failPrompt(code);
         run("fail " + prompt.reasons.back() + " with " + std::to_string(static_cast<int>(code)));
     }

@@ -16,7 +16,7 @@ enum class FakePromptOutcome { approve, fail, hold };
 
 // What a fake context answers.
 struct FakeBiometricScript {
-    BiometricPolicyState policy{true, BiometryType::touchID, std::nullopt};
+    BiometricPolicyState policy{true, BiometricKind::touchID, std::nullopt};
     FakePromptOutcome outcome = FakePromptOutcome::approve;
 };
 
@@ -27,15 +27,15 @@ public:
     void invalidate() override {
         invalidated = true;
         authentication->invalidate();
-        finish({false, BiometricErrorCode::appCancel});
+        finish(false, BiometricErrorCode::appCancel);
     }
     std::shared_ptr<AuthenticationContext> authenticationContext() override {
         return authentication;
     }
 
     bool isPromptUp() const { return static_cast<bool>(pendingReply_); }
-    void approvePrompt() { finish({true, std::nullopt}); }
-    void failPrompt(std::optional<BiometricErrorCode> code) { finish({false, code}); }
+    void approvePrompt() { finish(true, std::nullopt); }
+    void failPrompt(std::optional<BiometricErrorCode> code) { finish(false, code); }
 
     // What the Keychain sees.
     std::shared_ptr<FakeAuthenticationContext> authentication =
@@ -49,7 +49,7 @@ protected:
         reasons.push_back(reason);
         pendingReply_ = std::move(reply);
         if (invalidated) {
-            finish({false, BiometricErrorCode::invalidContext});
+            finish(false, BiometricErrorCode::appCancel);
         } else if (outcome == FakePromptOutcome::approve) {
             approvePrompt();
         } else if (outcome == FakePromptOutcome::fail) {
@@ -58,9 +58,9 @@ protected:
     }
 
 private:
-    void finish(BiometricEvaluationResult result) {
+    void finish(bool approved, std::optional<BiometricErrorCode> error) {
         if (pendingReply_) {
-            std::exchange(pendingReply_, nullptr)(result);
+            std::exchange(pendingReply_, nullptr)({approved, error, std::nullopt});
         }
     }
 
