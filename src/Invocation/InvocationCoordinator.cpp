@@ -400,9 +400,10 @@ bool InvocationCoordinator::isAuthenticationUserInterface(
         return false;
     }
     const auto lower = lowercased(*bundleIdentifier);
+    // The desktop's polkit agent asks for the account password on Linux.
     return lower.find("coreauth") != std::string::npos ||
            lower.find("localauthentication") != std::string::npos ||
-           lower == "com.apple.securityagent";
+           lower == "com.apple.securityagent" || lower.find("polkit") != std::string::npos;
 }
 
 bool InvocationCoordinator::isIgnoredActivation(

@@ -81,7 +81,8 @@ public:
 
     Phase phase() const { return static_cast<Phase>(state_.index()); }
 
-    // Whether a bundle belongs to the system's authentication interface (the biometric prompt).
+    // Whether a bundle (X11: a window class) belongs to the system's authentication interface:
+    // the biometric prompt, or the desktop's polkit agent.
     static bool isAuthenticationUserInterface(const std::optional<std::string>& bundleIdentifier);
 
 private:

@@ -282,6 +282,7 @@ TEST_F(InvocationCoordinatorTest, AnotherApplicationEndsThePromptAndThePicker) {
               {43, std::nullopt, false},
               {5, "com.apple.CoreAuthUI", false},
               {8, "COM.APPLE.SECURITYAGENT", false},
+              {10, "Polkit-gnome-authentication-agent-1", false},
               {std::nullopt, "com.apple.CoreAuthUI", false},
               {9, "com.apple.securityagent.helper", true},
               {otherPid, "", true},
