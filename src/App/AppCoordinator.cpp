@@ -101,6 +101,7 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
         .passwords = *passwordSettings_,
         .securePasswords = *securePasswords_,
         .biometricAvailability = securePasswords_->availability(),
+        .systemNames = platform.traits.systemNames,
     });
     recorderModel_ = std::make_shared<HotkeyRecorderModel>(settings_);
 }

@@ -19,6 +19,10 @@ struct PlatformTraits {
     enum class Typing { unicodeChunks, keyPerCodePoint };
     // Key identities, modifier names, reserved and default shortcuts.
     enum class Keyboard { mac, x11 };
+    // Whose names the Settings window uses for the system's own parts: macOS's (Touch ID, the
+    // Keychain, System Settings, Login Items), or plain words on a Linux desktop, which has no
+    // fixed places of those kinds to name or link to.
+    enum class SystemNames { macOS, linuxDesktop };
 
     InvocationStart invocationStart = InvocationStart::press;
     // How long a capture at release keeps looking for the focused field.
@@ -33,6 +37,7 @@ struct PlatformTraits {
     bool secretStoreBindsBiometrics = true;
     // Whether screen coordinates grow downwards from the top-left corner.
     bool screenYGrowsDown = false;
+    SystemNames systemNames = SystemNames::macOS;
 
     static constexpr PlatformTraits macOS() { return {}; }
     static constexpr PlatformTraits x11() {
@@ -45,6 +50,7 @@ struct PlatformTraits {
             .keyboard = Keyboard::x11,
             .secretStoreBindsBiometrics = false,
             .screenYGrowsDown = true,
+            .systemNames = SystemNames::linuxDesktop,
         };
     }
 };

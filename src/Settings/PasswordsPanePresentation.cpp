@@ -7,9 +7,13 @@ namespace {
 constexpr auto failedSymbol = "exclamationmark.triangle.fill";
 
 // "touchid" and "faceid" name the ready sensors; the rest pick a symbol for their problem.
-SettingsStatusLabel biometricsLine(BiometricAvailability availability) {
+// Linux names no sensor: the approval there need not be biometric.
+SettingsStatusLabel biometricsLine(BiometricAvailability availability, bool mac) {
     switch (availability.state()) {
     case BiometricAvailability::State::available:
+        if (!mac) {
+            return {"Approval ready", "checkmark.circle.fill", SettingsTone::positive};
+        }
         return availability.kind() == BiometricKind::faceID
                    ? SettingsStatusLabel{"Face ID ready", "faceid", SettingsTone::positive}
                    : SettingsStatusLabel{"Touch ID ready", "touchid", SettingsTone::positive};
@@ -18,14 +22,16 @@ SettingsStatusLabel biometricsLine(BiometricAvailability availability) {
         return {"Biometrics are not enrolled.", "exclamationmark.circle.fill",
                 SettingsTone::caution};
     case BiometricAvailability::State::lockedOut:
-        return {"Biometrics are locked. Unlock them in macOS before configuring passwords.",
+        return {mac ? "Biometrics are locked. Unlock them in macOS before configuring passwords."
+                    : "Biometrics are locked. Unlock them before configuring passwords.",
                 "lock.fill", SettingsTone::critical};
     case BiometricAvailability::State::unavailable:
     case BiometricAvailability::State::unsupported:
         break;
     }
-    return {"Supported biometric authentication is unavailable on this Mac.", "xmark.circle.fill",
-            SettingsTone::critical};
+    return {mac ? "Supported biometric authentication is unavailable on this Mac."
+                : "Supported biometric authentication is unavailable on this computer.",
+            "xmark.circle.fill", SettingsTone::critical};
 }
 
 PasswordsPanePresentation::Row row(const SettingsEntry& entry, bool isFirst, bool isLast,
@@ -53,9 +59,15 @@ PasswordsPanePresentation::Row row(const SettingsEntry& entry, bool isFirst, boo
 PasswordsPanePresentation
 PasswordsPanePresentation::make(const PasswordSettingsSnapshot& snapshot,
                                 BiometricAvailability availability,
-                                const std::optional<std::string>& errorMessage, bool isBusy) {
-    PasswordsPanePresentation pane{
-        biometricsLine(availability), !availability.isAvailable(), {}, std::nullopt};
+                                const std::optional<std::string>& errorMessage, bool isBusy,
+                                PlatformTraits::SystemNames names) {
+    const bool mac = names == PlatformTraits::SystemNames::macOS;
+    // Linux desktops have no settings page to link to for this.
+    PasswordsPanePresentation pane{mac ? "Biometrics" : "Approval",
+                                   biometricsLine(availability, mac),
+                                   mac && !availability.isAvailable(),
+                                   {},
+                                   std::nullopt};
     const auto& entries = snapshot.entries;
     for (std::size_t index = 0; index < entries.size(); ++index) {
         pane.rows.push_back(row(entries[index], index == 0, index + 1 == entries.size(), isBusy));

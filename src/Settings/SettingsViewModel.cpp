@@ -45,6 +45,7 @@ SettingsViewModel::SettingsViewModel(ConstructionKey, Dependencies dependencies)
     : executor_(dependencies.executor), settings_(dependencies.settings),
       permissions_(dependencies.permissions), loginItem_(dependencies.loginItem),
       passwords_(dependencies.passwords), securePasswords_(dependencies.securePasswords),
+      systemNames_(dependencies.systemNames),
       biometricAvailability_(dependencies.biometricAvailability) {
     auto forward = [this] { willChange_.emit(); };
     for (ObservableBase* property : std::initializer_list<ObservableBase*>{
@@ -123,13 +124,13 @@ Subscription SettingsViewModel::subscribePanes(std::function<void()> observer) {
 }
 
 GeneralPanePresentation SettingsViewModel::generalPane() const {
-    return GeneralPanePresentation::make(settings_, permissions_.accessibilityGranted(),
-                                         loginItem_);
+    return GeneralPanePresentation::make(settings_, permissions_.accessibilityGranted(), loginItem_,
+                                         systemNames_);
 }
 
 PasswordsPanePresentation SettingsViewModel::passwordsPane() const {
     return PasswordsPanePresentation::make(snapshot(), biometricAvailability(), errorMessage(),
-                                           isBusy());
+                                           isBusy(), systemNames_);
 }
 
 void SettingsViewModel::activityChanged() {
@@ -205,8 +206,8 @@ void SettingsViewModel::setEditor(std::optional<EntryEditorRequest> request) {
                 self->onEditorSaveCompleted_(result);
             }
         };
-        editorModel_ =
-            EntryEditorModel::create(*request, executor_, weak_from_this(), onSaveCompleted);
+        editorModel_ = EntryEditorModel::create(*request, executor_, weak_from_this(),
+                                                onSaveCompleted, systemNames_);
     }
     editor_.set(std::move(request));
 }

@@ -47,6 +47,7 @@ public:
         PasswordSettingsService& passwords;
         SecurePasswordService& securePasswords;
         BiometricAvailability biometricAvailability;
+        PlatformTraits::SystemNames systemNames = PlatformTraits::SystemNames::macOS;
     };
 
     static constexpr std::string_view loadFailurePrefix =
@@ -160,6 +161,7 @@ private:
     LoginItemService& loginItem_;
     PasswordSettingsService& passwords_;
     SecurePasswordService& securePasswords_;
+    const PlatformTraits::SystemNames systemNames_;
 
     Observable<PasswordSettingsSnapshot> snapshot_;
     Observable<bool> isLoading_{false};
