@@ -107,6 +107,7 @@ AppCoordinator::AppCoordinator(ConstructionKey, Platform& platform)
         .securePasswords = *securePasswords_,
         .biometricAvailability = securePasswords_->availability(),
         .secretStoreBindsBiometrics = platform.traits.secretStoreBindsBiometrics,
+        .systemNames = platform.traits.systemNames,
     });
     recorderModel_ = std::make_shared<HotkeyRecorderModel>(settings_);
 }

@@ -19,6 +19,10 @@ struct PlatformTraits {
     enum class Typing { unicodeChunks, keyPerCodePoint };
     // Key identities, modifier names, reserved and default shortcuts.
     enum class Keyboard { mac, x11 };
+    // Whose names the Settings window uses for the system's own parts: macOS's (Touch ID, the
+    // Keychain, System Settings, Login Items), or plain words on a Linux desktop, which has no
+    // fixed places of those kinds to name or link to.
+    enum class SystemNames { macOS, linuxDesktop };
 
     InvocationStart invocationStart = InvocationStart::press;
     // How long a capture at release keeps looking for the focused field.
@@ -36,6 +40,7 @@ struct PlatformTraits {
     // Whether the app updates itself; where the system's packages update it, no menu offers an
     // update check.
     bool updatesItself = true;
+    SystemNames systemNames = SystemNames::macOS;
 
     static constexpr PlatformTraits macOS() { return {}; }
     static constexpr PlatformTraits x11() {
@@ -49,6 +54,7 @@ struct PlatformTraits {
             .secretStoreBindsBiometrics = false,
             .screenYGrowsDown = true,
             .updatesItself = false,
+            .systemNames = SystemNames::linuxDesktop,
         };
     }
 };

@@ -20,16 +20,19 @@ bool acceptsEmptyPassword(PasswordFieldPresentation presentation) {
 std::shared_ptr<EntryEditorModel> EntryEditorModel::create(EntryEditorRequest request,
                                                            Executor& executor,
                                                            std::weak_ptr<SettingsViewModel> model,
-                                                           SaveCompletion onSaveCompleted) {
+                                                           SaveCompletion onSaveCompleted,
+                                                           PlatformTraits::SystemNames names) {
     return std::make_shared<EntryEditorModel>(ConstructionKey{}, std::move(request), executor,
-                                              std::move(model), std::move(onSaveCompleted));
+                                              std::move(model), std::move(onSaveCompleted), names);
 }
 
 EntryEditorModel::EntryEditorModel(ConstructionKey, EntryEditorRequest request, Executor& executor,
                                    std::weak_ptr<SettingsViewModel> model,
-                                   SaveCompletion onSaveCompleted)
-    : request_(std::move(request)), executor_(executor), model_(std::move(model)),
-      onSaveCompleted_(std::move(onSaveCompleted)), label_(request_.label) {}
+                                   SaveCompletion onSaveCompleted,
+                                   PlatformTraits::SystemNames names)
+    : request_(std::move(request)), mac_(names == PlatformTraits::SystemNames::macOS),
+      executor_(executor), model_(std::move(model)), onSaveCompleted_(std::move(onSaveCompleted)),
+      label_(request_.label) {}
 
 std::string_view EntryEditorModel::title() const {
     if (request_.mode.isAdd()) {
@@ -40,12 +43,15 @@ std::string_view EntryEditorModel::title() const {
 
 std::string_view EntryEditorModel::subtitle() const {
     if (request_.mode.isAdd()) {
-        return "Saving asks for Touch ID and stores the password in the protected Keychain.";
+        return mac_ ? "Saving asks for Touch ID and stores the password in the protected Keychain."
+                    : "Saving asks for approval and stores the password in your keyring.";
     }
-    return request_.mode.isRepair()
-               ? "The saved password for this entry is gone. Store a replacement to make it "
-                 "usable again."
-               : "Rename this entry, replace its password, or both. Saving asks for Touch ID.";
+    if (request_.mode.isRepair()) {
+        return "The saved password for this entry is gone. Store a replacement to make it usable "
+               "again.";
+    }
+    return mac_ ? "Rename this entry, replace its password, or both. Saving asks for Touch ID."
+                : "Rename this entry, replace its password, or both. Saving asks for approval.";
 }
 
 std::string_view EntryEditorModel::passwordCaption() const {
@@ -127,7 +133,10 @@ std::optional<EntryEditorModel::Message> EntryEditorModel::footerMessage() const
 }
 
 std::optional<std::string_view> EntryEditorModel::progressText() const {
-    return saving_ ? std::optional(savingText) : std::nullopt;
+    if (!saving_) {
+        return std::nullopt;
+    }
+    return mac_ ? "Waiting for Touch ID…" : "Waiting for approval…";
 }
 
 void EntryEditorModel::submit() {

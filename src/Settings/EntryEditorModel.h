@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Runtime/Executor.h"
+#include "Runtime/PlatformTraits.h"
 #include "Runtime/Signal.h"
 #include "Runtime/Task.h"
 #include "Settings/EntryEditorRequest.h"
@@ -41,16 +42,17 @@ public:
         "Spaces and Unicode are preserved exactly. Control characters such as newlines, tabs, and "
         "NUL are not allowed.";
     static constexpr std::string_view messageSymbol = "exclamationmark.triangle.fill";
-    static constexpr std::string_view savingText = "Waiting for Touch ID…";
     static constexpr std::string_view cancelTitle = "Cancel";
     static constexpr std::string_view saveTitle = "Save";
 
     // `onSaveCompleted` hears how every submitted save ended, also after the sheet closed.
-    static std::shared_ptr<EntryEditorModel> create(EntryEditorRequest request, Executor& executor,
-                                                    std::weak_ptr<SettingsViewModel> model,
-                                                    SaveCompletion onSaveCompleted);
+    static std::shared_ptr<EntryEditorModel>
+    create(EntryEditorRequest request, Executor& executor, std::weak_ptr<SettingsViewModel> model,
+           SaveCompletion onSaveCompleted,
+           PlatformTraits::SystemNames names = PlatformTraits::SystemNames::macOS);
     EntryEditorModel(ConstructionKey, EntryEditorRequest request, Executor& executor,
-                     std::weak_ptr<SettingsViewModel> model, SaveCompletion onSaveCompleted);
+                     std::weak_ptr<SettingsViewModel> model, SaveCompletion onSaveCompleted,
+                     PlatformTraits::SystemNames names);
     EntryEditorModel(const EntryEditorModel&) = delete;
     EntryEditorModel& operator=(const EntryEditorModel&) = delete;
 
@@ -97,6 +99,7 @@ private:
     void changed() const { changed_.emit(); }
 
     EntryEditorRequest request_;
+    bool mac_;
     Executor& executor_;
     std::weak_ptr<SettingsViewModel> model_;
     SaveCompletion onSaveCompleted_;

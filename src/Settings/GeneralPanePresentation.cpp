@@ -50,32 +50,47 @@ noticesFor(LoginItemState state, const std::optional<LoginItemFailure>& failure)
 
 GeneralPanePresentation GeneralPanePresentation::make(const Settings& settings,
                                                       bool accessibilityGranted,
-                                                      const LoginItemService& loginItem) {
+                                                      const LoginItemService& loginItem,
+                                                      PlatformTraits::SystemNames names) {
     std::vector<ReuseWindowChoice> choices;
     for (const auto window : allBiometricReuseWindows) {
         choices.push_back({window, std::string(title(window))});
     }
     const auto state = loginItem.state();
+    const bool mac = names == PlatformTraits::SystemNames::macOS;
+    // On Linux the permission is the desktop's accessibility support, which toolkits mostly look
+    // for when an app starts.
+    const auto accessibilityStatus =
+        accessibilityGranted
+            ? SettingsStatusLabel{mac ? "Granted" : "Enabled", fineSymbol, SettingsTone::positive}
+            : SettingsStatusLabel{mac ? "Not granted" : "Not enabled", refusedSymbol,
+                                  SettingsTone::critical};
     return {
         .shortcutStatus = shortcutLine(settings.shortcutStatus()),
         .shortcutCaption = {"The shortcut opens the password picker in the app you are typing in."},
+        .approvalSectionTitle = mac ? "Touch ID" : "Approval",
+        .reuseWindowPickerLabel =
+            mac ? "Ask for Touch ID again after" : "Ask for approval again after",
         .reuseWindowChoices = std::move(choices),
         .selectedReuseWindow = settings.biometricReuseWindow(),
         .reuseWindowCaption = {"After a successful approval, the picker opens without another "
                                "prompt for this long. Password changes in Settings always ask "
                                "again."},
-        .accessibilityStatus =
-            accessibilityGranted
-                ? SettingsStatusLabel{"Granted", fineSymbol, SettingsTone::positive}
-                : SettingsStatusLabel{"Not granted", refusedSymbol, SettingsTone::critical},
-        .accessibilityCaption = {"Required to verify the destination and type a password."},
+        .accessibilityStatus = accessibilityStatus,
+        .accessibilityCaption = {mac ? "Required to verify the destination and type a password."
+                                     : "Required to verify the destination and type a password. "
+                                       "Some apps that were open before it was enabled must be "
+                                       "reopened."},
         .showsGrantAccessButton = !accessibilityGranted,
+        .grantAccessTitle = mac ? "Grant Access" : "Enable Accessibility",
+        .showsTroubleshooting = mac,
         // An item awaiting approval is registered: the toggle shows what the user asked for,
         // the notice under it why it does not start yet, and switching it off unregisters it.
         .launchAtLoginIsOn =
             state == LoginItemState::enabled || state == LoginItemState::requiresApproval,
         .launchAtLoginIsEnabled = !loginItem.isBusy(),
-        .launchAtLoginCaption = {"Start Kestrelle automatically when you log in to your Mac."},
+        .launchAtLoginCaption = {mac ? "Start Kestrelle automatically when you log in to your Mac."
+                                     : "Start Kestrelle automatically when you log in."},
         .startupNotices = noticesFor(state, loginItem.failure()),
     };
 }

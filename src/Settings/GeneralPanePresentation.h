@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Preferences/Settings.h"
+#include "Runtime/PlatformTraits.h"
 #include "Security/BiometricReuseWindow.h"
 #include "Settings/SettingsTone.h"
 #include "System/LoginItemService.h"
@@ -13,7 +14,8 @@
 namespace kestrelle {
 
 // What the General pane shows, from the preferences, the permission monitor and the login item
-// service as they are now: four sections, "Shortcut", "Touch ID", "Permissions" and "Startup".
+// service as they are now: four sections, "Shortcut", approval ("Touch ID" on macOS),
+// "Permissions" and "Startup".
 struct GeneralPanePresentation {
     enum class StartupAction { openLoginItemsSettings, tryAgain };
 
@@ -41,13 +43,10 @@ struct GeneralPanePresentation {
     };
 
     static constexpr std::string_view shortcutSectionTitle = "Shortcut";
-    static constexpr std::string_view touchIDSectionTitle = "Touch ID";
     static constexpr std::string_view permissionsSectionTitle = "Permissions";
     static constexpr std::string_view startupSectionTitle = "Startup";
 
-    static constexpr std::string_view reuseWindowPickerLabel = "Ask for Touch ID again after";
     static constexpr std::string_view accessibilityTitle = "Accessibility";
-    static constexpr std::string_view grantAccessTitle = "Grant Access";
     static constexpr std::string_view troubleshootingText =
         "If Kestrelle is already enabled, macOS may have approved a different copy or build. "
         "Remove stale Kestrelle or Morvix entries, add the running copy below, enable it, then "
@@ -57,13 +56,16 @@ struct GeneralPanePresentation {
     static constexpr std::string_view launchAtLoginTitle = "Launch at login";
 
     static GeneralPanePresentation make(const Settings& settings, bool accessibilityGranted,
-                                        const LoginItemService& loginItem);
+                                        const LoginItemService& loginItem,
+                                        PlatformTraits::SystemNames names);
 
     // Shortcut: the recorder, then this line under it (never an alert).
     SettingsStatusLabel shortcutStatus;
     SettingsCaption shortcutCaption;
 
-    // Touch ID
+    // Approval
+    std::string approvalSectionTitle;
+    std::string reuseWindowPickerLabel;
     std::vector<ReuseWindowChoice> reuseWindowChoices;
     BiometricReuseWindow selectedReuseWindow;
     SettingsCaption reuseWindowCaption;
@@ -71,7 +73,11 @@ struct GeneralPanePresentation {
     // Permissions
     SettingsStatusLabel accessibilityStatus;
     SettingsCaption accessibilityCaption;
+    // Asks for the access (Linux: switches the desktop's accessibility support on).
     bool showsGrantAccessButton;
+    std::string grantAccessTitle;
+    // The troubleshooting text with its two buttons, for macOS's list of approved copies.
+    bool showsTroubleshooting;
 
     // Startup
     bool launchAtLoginIsOn;

@@ -10,38 +10,46 @@ constexpr auto failedSymbol = "exclamationmark.triangle.fill";
 
 // Names the kind in force: "touchid" and "faceid" are the Mac's sensors, and the reader's symbol
 // too. The desktop's refusals read as their error does; the rest pick a symbol for their problem.
-SettingsStatusLabel biometricsLine(BiometricAvailability availability) {
+// Off the Mac no text names it, whatever the kind.
+SettingsStatusLabel biometricsLine(BiometricAvailability availability, bool mac) {
     const auto kind = availability.kind();
-    const auto text = [&](const char* macText) {
-        return kind && isDesktopApproval(*kind)
-                   ? BiometricAuthenticationError::unavailable(availability).description()
-                   : std::string(macText);
+    const auto text = [&](const char* macText, const char* desktopText) {
+        if (kind && isDesktopApproval(*kind)) {
+            return BiometricAuthenticationError::unavailable(availability).description();
+        }
+        return std::string(mac ? macText : desktopText);
     };
     switch (availability.state()) {
     case BiometricAvailability::State::available:
         switch (*kind) {
-        case BiometricKind::faceID:
-            return {"Face ID ready", "faceid", SettingsTone::positive};
         case BiometricKind::fingerprint:
             return {"Fingerprint ready", "touchid", SettingsTone::positive};
         case BiometricKind::password:
             return {"Account password ready", "person.badge.key.fill", SettingsTone::positive};
+        case BiometricKind::faceID:
         case BiometricKind::touchID:
             break;
         }
-        return {"Touch ID ready", "touchid", SettingsTone::positive};
+        if (!mac) {
+            return {"Approval ready", "checkmark.circle.fill", SettingsTone::positive};
+        }
+        return *kind == BiometricKind::faceID
+                   ? SettingsStatusLabel{"Face ID ready", "faceid", SettingsTone::positive}
+                   : SettingsStatusLabel{"Touch ID ready", "touchid", SettingsTone::positive};
     case BiometricAvailability::State::notEnrolled:
         // Enrolling fixes it, in System Settings.
-        return {text("Biometrics are not enrolled."), "exclamationmark.circle.fill",
-                SettingsTone::caution};
+        return {text("Biometrics are not enrolled.", "Biometrics are not enrolled."),
+                "exclamationmark.circle.fill", SettingsTone::caution};
     case BiometricAvailability::State::lockedOut:
-        return {text("Biometrics are locked. Unlock them in macOS before configuring passwords."),
+        return {text("Biometrics are locked. Unlock them in macOS before configuring passwords.",
+                     "Biometrics are locked. Unlock them before configuring passwords."),
                 "lock.fill", SettingsTone::critical};
     case BiometricAvailability::State::unavailable:
     case BiometricAvailability::State::unsupported:
         break;
     }
-    return {text("Supported biometric authentication is unavailable on this Mac."),
+    return {text("Supported biometric authentication is unavailable on this Mac.",
+                 "Supported biometric authentication is unavailable on this computer."),
             "xmark.circle.fill", SettingsTone::critical};
 }
 
@@ -67,11 +75,20 @@ PasswordsPanePresentation::Row row(const SettingsEntry& entry, bool isFirst, boo
 
 } // namespace
 
-PasswordsPanePresentation PasswordsPanePresentation::make(
-    const PasswordSettingsSnapshot& snapshot, BiometricAvailability availability,
-    const std::optional<std::string>& errorMessage, bool isBusy, bool storeBindsBiometrics) {
-    PasswordsPanePresentation pane{
-        biometricsLine(availability), std::nullopt, !availability.isAvailable(), {}, std::nullopt};
+PasswordsPanePresentation
+PasswordsPanePresentation::make(const PasswordSettingsSnapshot& snapshot,
+                                BiometricAvailability availability,
+                                const std::optional<std::string>& errorMessage, bool isBusy,
+                                bool storeBindsBiometrics, PlatformTraits::SystemNames names) {
+    const bool mac = names == PlatformTraits::SystemNames::macOS;
+    // Linux desktops have no settings page to link to for this.
+    PasswordsPanePresentation pane{.biometricsSectionTitle = mac ? "Biometrics" : "Approval",
+                                   .biometrics = biometricsLine(availability, mac),
+                                   .protectionCaption = std::nullopt,
+                                   .showsBiometricSettingsButton =
+                                       mac && !availability.isAvailable(),
+                                   .rows = {},
+                                   .error = std::nullopt};
     if (!storeBindsBiometrics) {
         pane.protectionCaption = SettingsCaption{"Saved passwords are kept in your login keyring, "
                                                  "and Kestrelle asks for your approval before "

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Runtime/PlatformTraits.h"
 #include "Security/BiometricAvailability.h"
 #include "Settings/PasswordSettingsSnapshot.h"
 #include "Settings/SettingsEntry.h"
@@ -28,13 +29,17 @@ struct PasswordsPanePresentation {
         friend bool operator==(const Row&, const Row&) = default;
     };
 
-    static constexpr std::string_view biometricsSectionTitle = "Biometrics";
     static constexpr std::string_view biometricSettingsTitle = "Open System Settings…";
     static constexpr std::string_view entriesSectionTitle = "Saved passwords";
     static constexpr std::string_view moveUpSymbol = "chevron.up";
     static constexpr std::string_view moveDownSymbol = "chevron.down";
     static constexpr std::string_view editSymbol = "pencil";
     static constexpr std::string_view deleteSymbol = "trash";
+    // What the four row actions are called where a symbol alone cannot be read out.
+    static constexpr std::string_view moveUpTitle = "Move Up";
+    static constexpr std::string_view moveDownTitle = "Move Down";
+    static constexpr std::string_view editTitle = "Edit";
+    static constexpr std::string_view deleteTitle = "Remove";
     static constexpr std::string_view addTitle = "Add Password…";
     static constexpr std::string_view addSymbol = "plus";
     static constexpr std::string_view emptyTitle = "No Passwords";
@@ -50,13 +55,15 @@ struct PasswordsPanePresentation {
     static PasswordsPanePresentation make(const PasswordSettingsSnapshot& snapshot,
                                           BiometricAvailability availability,
                                           const std::optional<std::string>& errorMessage,
-                                          bool isBusy, bool storeBindsBiometrics = true);
+                                          bool isBusy, bool storeBindsBiometrics,
+                                          PlatformTraits::SystemNames names);
 
+    std::string biometricsSectionTitle;
     SettingsStatusLabel biometrics;
     // Under the biometrics line, what protects the passwords where the secret store does not
     // bind them to the biometrics; none where it does, since the line says it then.
     std::optional<SettingsCaption> protectionCaption;
-    // Opens the Touch ID settings; offered whenever biometrics are not available.
+    // Opens the Touch ID settings; offered on macOS whenever biometrics are not available.
     bool showsBiometricSettingsButton;
     // In catalog order; when empty, the empty state replaces the list.
     std::vector<Row> rows;

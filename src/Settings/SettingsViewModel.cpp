@@ -46,6 +46,7 @@ SettingsViewModel::SettingsViewModel(ConstructionKey, Dependencies dependencies)
       permissions_(dependencies.permissions), loginItem_(dependencies.loginItem),
       passwords_(dependencies.passwords), securePasswords_(dependencies.securePasswords),
       secretStoreBindsBiometrics_(dependencies.secretStoreBindsBiometrics),
+      systemNames_(dependencies.systemNames),
       biometricAvailability_(dependencies.biometricAvailability) {
     auto forward = [this] { willChange_.emit(); };
     for (ObservableBase* property : std::initializer_list<ObservableBase*>{
@@ -124,13 +125,13 @@ Subscription SettingsViewModel::subscribePanes(std::function<void()> observer) {
 }
 
 GeneralPanePresentation SettingsViewModel::generalPane() const {
-    return GeneralPanePresentation::make(settings_, permissions_.accessibilityGranted(),
-                                         loginItem_);
+    return GeneralPanePresentation::make(settings_, permissions_.accessibilityGranted(), loginItem_,
+                                         systemNames_);
 }
 
 PasswordsPanePresentation SettingsViewModel::passwordsPane() const {
     return PasswordsPanePresentation::make(snapshot(), biometricAvailability(), errorMessage(),
-                                           isBusy(), secretStoreBindsBiometrics_);
+                                           isBusy(), secretStoreBindsBiometrics_, systemNames_);
 }
 
 void SettingsViewModel::activityChanged() {
@@ -206,8 +207,8 @@ void SettingsViewModel::setEditor(std::optional<EntryEditorRequest> request) {
                 self->onEditorSaveCompleted_(result);
             }
         };
-        editorModel_ =
-            EntryEditorModel::create(*request, executor_, weak_from_this(), onSaveCompleted);
+        editorModel_ = EntryEditorModel::create(*request, executor_, weak_from_this(),
+                                                onSaveCompleted, systemNames_);
     }
     editor_.set(std::move(request));
 }

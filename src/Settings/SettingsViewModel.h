@@ -48,6 +48,7 @@ public:
         SecurePasswordService& securePasswords;
         BiometricAvailability biometricAvailability;
         bool secretStoreBindsBiometrics = true; // PlatformTraits::secretStoreBindsBiometrics
+        PlatformTraits::SystemNames systemNames = PlatformTraits::SystemNames::macOS;
     };
 
     static constexpr std::string_view loadFailurePrefix =
@@ -162,6 +163,7 @@ private:
     PasswordSettingsService& passwords_;
     SecurePasswordService& securePasswords_;
     const bool secretStoreBindsBiometrics_;
+    const PlatformTraits::SystemNames systemNames_;
 
     Observable<PasswordSettingsSnapshot> snapshot_;
     Observable<bool> isLoading_{false};

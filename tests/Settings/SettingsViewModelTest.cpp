@@ -233,6 +233,45 @@ TEST_F(SettingsViewModelTest, AFailedSaveKeepsItsEditorButClosingSettingsEndsEve
     EXPECT_TRUE(itemHolds(mail, "pw"));
 }
 
+// Every text a Linux desktop shows, in every state that can arise there.
+TEST_F(SettingsViewModelTest, OnLinuxNoTextNamesMacOSAndNoLinkIntoItsSettingsIsOffered) {
+    const auto onLinux = SettingsViewModel::create(
+        {executor, settings, *permissions, *loginItem, passwords, securePasswords,
+         BiometricAvailability::lockedOut(), false, PlatformTraits::x11().systemNames});
+    const auto general = onLinux->generalPane();
+    EXPECT_FALSE(general.showsTroubleshooting);
+    EXPECT_TRUE(model->generalPane().showsTroubleshooting);
+    std::vector<std::string> texts{
+        general.approvalSectionTitle,     general.reuseWindowPickerLabel,
+        general.accessibilityStatus.text, general.accessibilityCaption.text,
+        general.grantAccessTitle,         general.launchAtLoginCaption.text};
+    for (const auto availability :
+         {BiometricAvailability::available(BiometricKind::faceID),
+          BiometricAvailability::lockedOut(), BiometricAvailability::unsupported(),
+          BiometricAvailability::notEnrolled()}) {
+        const auto pane =
+            PasswordsPanePresentation::make({}, availability, std::nullopt, false, false,
+                                            PlatformTraits::SystemNames::linuxDesktop);
+        EXPECT_FALSE(pane.showsBiometricSettingsButton);
+        texts.insert(texts.end(), {pane.biometricsSectionTitle, pane.biometrics.text});
+    }
+    for (const auto& open : {std::function([&] { onLinux->beginEdit(row(0)); }),
+                             std::function([&] { onLinux->beginAdd(); })}) {
+        open();
+        const auto editor = onLinux->editorModel();
+        editor->setLabel("Home");
+        editor->setPassword("pw");
+        editor->submit();
+        texts.insert(texts.end(), {std::string(editor->title()), std::string(editor->subtitle()),
+                                   std::string(editor->progressText().value())});
+    }
+    for (const auto& text : texts) {
+        for (const auto* macOnly : {"Touch ID", "Face ID", "Mac", "Keychain", "System Settings"}) {
+            EXPECT_EQ(text.find(macOnly), std::string::npos) << text;
+        }
+    }
+}
+
 // The editor alone.
 
 using Presentation = PasswordFieldPresentation;
@@ -282,7 +321,9 @@ TEST(PasswordsPaneTest, TheBiometricsLineNamesTheKindInForce) {
     using enum BiometricKind;
     using Availability = BiometricAvailability;
     const auto line = [](Availability state) {
-        return PasswordsPanePresentation::make({}, state, {}, false).biometrics.text;
+        return PasswordsPanePresentation::make({}, state, {}, false, true,
+                                               PlatformTraits::SystemNames::macOS)
+            .biometrics.text;
     };
     const std::set ready{
         line(Availability::available(touchID)), line(Availability::available(faceID)),
