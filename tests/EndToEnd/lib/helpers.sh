@@ -199,16 +199,30 @@ click_status_item() { "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" click "$@"; } # 
 start_kestrelle() { # [ARGUMENT…]
     [[ -x $KESTRELLE ]] ||
         fail "this scenario needs kestrelle, which is not built: $KESTRELLE (built from src/App/main_linux.cpp)"
-    start_process kestrelle "$KESTRELLE" "$@"
+    # With E2E_KESTRELLE_FAKETIME (e.g. "+0 x20") its clock runs under libfaketime.
+    if [[ -n ${E2E_KESTRELLE_FAKETIME:-} ]]; then
+        # env execs, so the process keeps the id its status item is found by.
+        start_process kestrelle env LD_PRELOAD="$(dpkg -L libfaketime | grep -m1 '/libfaketime\.so')" \
+            FAKETIME="$E2E_KESTRELLE_FAKETIME" "$KESTRELLE" "$@"
+    else
+        start_process kestrelle "$KESTRELLE" "$@"
+    fi
     KESTRELLE_PID=$started_pid
     "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" labels --pid "$KESTRELLE_PID" --timeout 15 >/dev/null ||
         fail "kestrelle showed no status item (see $E2E_LOG_DIR/kestrelle.log)"
 }
 
 # Saves an entry as Settings would: its label in the catalog file, its password in the keyring
-# under the app's schema. Entries keep the order they were added in.
+# under the app's schema. Entries keep the order they were added in, the first one being the
+# picker's "1".
 add_entry() { # LABEL PASSWORD
     local id catalog=$XDG_DATA_HOME/Kestrelle/entries.json
+    # A scenario's first entry replaces those of the scenarios before it.
+    if [[ -z ${E2E_ENTRIES_ADDED:-} ]]; then
+        rm -f "$catalog"
+        secret-tool clear service app.kestrelle.Kestrelle.passwords 2>/dev/null || true
+        E2E_ENTRIES_ADDED=1
+    fi
     id=$("$E2E_PYTHON" -c 'import uuid; print(str(uuid.uuid4()).upper())')
     mkdir -p "${catalog%/*}"
     "$E2E_PYTHON" - "$catalog" "$id" "$1" <<'PY'
@@ -233,3 +247,22 @@ wait_picker_gone() { wait_for "${1:-10}" "the picker to close" eval '! picker_sh
 
 # The shortcut, pressed and released as a person does.
 press_shortcut() { press ctrl+alt+space; }
+
+# Whether kestrelle shows TEXT anywhere on the accessibility bus (an alert, a prompt, a window).
+kestrelle_shows() { "$E2E_PYTHON" "$E2E_TOOLS/fields.py" names "$KESTRELLE_PID" | grep -F -- "$1" >/dev/null; }
+wait_kestrelle_shows() { wait_for "${2:-10}" "kestrelle to show \"$1\"" kestrelle_shows "$1"; }
+click_kestrelle_button() { "$E2E_PYTHON" "$E2E_TOOLS/fields.py" press "$KESTRELLE_PID" "$1"; }
+
+# A screen saver on the session bus, started before kestrelle so that it hears it; then
+# `lock_screen` turns it on, as locking the screen does.
+start_screensaver() {
+    start_process screensaver "$E2E_PYTHON" -m dbusmock --session org.freedesktop.ScreenSaver \
+        /org/freedesktop/ScreenSaver org.freedesktop.ScreenSaver
+    wait_for 10 "the screen saver on the bus" eval gdbus introspect --session \
+        -d org.freedesktop.ScreenSaver -o /org/freedesktop/ScreenSaver "&>/dev/null"
+}
+lock_screen() {
+    gdbus call --session -d org.freedesktop.ScreenSaver -o /org/freedesktop/ScreenSaver \
+        -m org.freedesktop.DBus.Mock.EmitSignal org.freedesktop.ScreenSaver ActiveChanged b \
+        '[<true>]' >/dev/null
+}
