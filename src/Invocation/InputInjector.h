@@ -37,10 +37,12 @@ public:
     // Through the keymap, at most this many code points are typed between two checks: a focus
     // change lets at most one more character into the next field.
     static constexpr int codePointsPerCheck = 2;
-    // After every key, so the field has taken a key before the binding it used changes.
-    static constexpr std::chrono::milliseconds keyInterval{4};
-    // Between changing bindings and the first key that uses them, so clients see the new map.
-    static constexpr std::chrono::milliseconds mappingSettle{10};
+    // Between keys, so clients keep up and a focus change is noticed within a few keys.
+    static constexpr std::chrono::milliseconds keyInterval{1};
+    // Clients look a changed keymap up only when they handle the next key: GTK and Qt about 1 ms
+    // later when idle, over 25 ms when busy. A binding is left this long after the last key typed
+    // with it: restoring and rebinding wait, typing does not.
+    static constexpr std::chrono::milliseconds bindingSettle{50};
 
     // Each keyboard must outlive the injector.
     explicit InputInjector(KeyboardEventPosting& keyboard) : keyboard_(std::ref(keyboard)) {}

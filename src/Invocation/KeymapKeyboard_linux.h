@@ -13,7 +13,8 @@ namespace kestrelle {
 //   Lock are not reported. When the state cannot be read every modifier counts as held;
 // - postKey: an XTest key event, sent at once;
 // - bindKey: the core mapping of one key code changed to the symbol at both levels of group 1,
-//   or to no symbol at all, sent at once. Every client, Qt included, then reloads its keymap.
+//   or to no symbol at all, sent at once. Every client, Qt included, reloads its keymap when it
+//   next handles a key.
 class X11KeymapKeyboard final : public KeymapKeyboard {
 public:
     // Uses the Qt application object's connection: the application must outlive it.
