@@ -44,9 +44,9 @@ std::optional<WipingVector<char32_t>> decodeCodePoints(const TransientSecret& se
         });
 }
 
-// What typing changes on the keyboard, put back however it ends: the key codes bound, each left
-// without a symbol again. A binding changes only once clients have looked up the keys typed with
-// it.
+// What typing changes on the keyboard, put back however it ends: Caps Lock, which would change
+// the case of the letters typed, and the key codes bound, each left without a symbol again. A
+// binding changes only once clients have looked up the keys typed with it.
 class KeyboardChanges {
 public:
     KeyboardChanges(KeymapKeyboard& keyboard, Executor& executor)
@@ -54,6 +54,13 @@ public:
     KeyboardChanges(const KeyboardChanges&) = delete;
     KeyboardChanges& operator=(const KeyboardChanges&) = delete;
     ~KeyboardChanges() { restore(); }
+
+    void unlockCapsLock() {
+        relockCapsLock_ = keyboard_.capsLockLocked();
+        if (relockCapsLock_) {
+            keyboard_.lockCapsLock(false);
+        }
+    }
 
     // Waits until the binding of `keyCode`, or with none every binding, may change; cancelling
     // does not cut this short, or characters typed would be lost.
@@ -101,6 +108,9 @@ public:
             keyboard_.bindKey(key.keyCode, std::nullopt);
         }
         bound_.clear();
+        if (std::exchange(relockCapsLock_, false)) {
+            keyboard_.lockCapsLock(true);
+        }
     }
 
 private:
@@ -117,6 +127,7 @@ private:
     KeymapKeyboard& keyboard_;
     Executor& executor_;
     std::vector<BoundKey> bound_;
+    bool relockCapsLock_ = false;
 };
 
 } // namespace
@@ -210,6 +221,7 @@ Task<void> InputInjector::typeKeys(KeymapKeyboard& keyboard, std::span<const cha
     const auto plan = planKeystrokes(keyboard.keymap(), codePoints);
     Executor* executor = co_await currentExecutor();
     KeyboardChanges changes(keyboard, *executor);
+    changes.unlockCapsLock();
     std::exception_ptr failure;
     try {
         int sinceCheck = codePointsPerCheck;

@@ -21,10 +21,11 @@ namespace kestrelle {
 // Types a password into the captured field, one of two ways. With Unicode key events (macOS):
 // the text in short chunks carried by events posted to the target's process alone, never as key
 // codes of characters, re-validating the target before every chunk. Through the keymap (X11):
-// one key per code point, binding free key codes to characters the keymap lacks; those keys
-// reach whatever has the focus and combine with the modifier keys the user holds, so the target
-// and the modifiers are checked before every second code point. Either way it first waits for
-// the shortcut's modifier keys to be released. Main-thread object.
+// one key per code point, binding free key codes to characters the keymap lacks and switching
+// Caps Lock off for the while; those keys reach whatever has the focus and combine with the
+// modifier keys the user holds, so the target and the modifiers are checked before every second
+// code point. Either way it first waits for the shortcut's modifier keys to be released.
+// Main-thread object.
 class InputInjector {
 public:
     static constexpr int chunkLimit = 20;

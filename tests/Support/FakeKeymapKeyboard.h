@@ -14,9 +14,10 @@ namespace kestrelle::test {
 
 // An X server's keyboard and the focused field, as far as typing through the keymap goes. A key
 // types under the modifiers of its press, the user's and the injected Shift's: Shift picks the
-// shifted level and any other modifier swallows the key. Like GTK and Qt, the field looks a
-// changed keymap up only when it handles the key, here `lookupLag` after the press, and uses the
-// mapping as it is by then.
+// shifted level, any other modifier swallows the key, and Caps Lock swaps a letter key's two
+// cases and upper-cases any other letter. Like GTK and Qt, the field looks a changed keymap up
+// only when it handles the key, here `lookupLag` after the press, and uses the mapping as it is
+// by then.
 class FakeKeymapKeyboard final : public KeymapKeyboard {
 public:
     static constexpr Keysym shiftLeft = 0xFFE1;
@@ -43,6 +44,7 @@ public:
     Keymap map;
     // The user's.
     std::uint64_t heldModifiers = 0;
+    bool capsLock = false;
     WipingVector<char32_t> typed;
     // Pressed and not released.
     int keysDown = 0;
@@ -52,6 +54,8 @@ public:
 
     Keymap keymap() override { return map; }
     std::uint64_t currentModifierFlags() override { return heldModifiers; }
+    bool capsLockLocked() override { return capsLock; }
+    void lockCapsLock(bool locked) override { capsLock = locked; }
     void postKey(KeyCode keyCode, bool down) override {
         const bool shiftKey = map.keys.at(keyCode - map.firstKeyCode).unshifted == shiftLeft;
         shiftDown_ = shiftKey ? down : shiftDown_;
@@ -61,8 +65,8 @@ public:
         }
         if ((heldModifiers & ~modifier::shift) == 0) {
             const bool shifted = shiftDown_ || (heldModifiers & modifier::shift) != 0;
-            executor_->scheduleAfter(lookupLag, [this, keyCode, shifted] {
-                type(map.keys.at(keyCode - map.firstKeyCode), shifted);
+            executor_->scheduleAfter(lookupLag, [this, keyCode, shifted, locked = capsLock] {
+                type(map.keys.at(keyCode - map.firstKeyCode), shifted, locked);
             });
         }
         if (++keyPresses == onKeyPress.first) {
@@ -74,8 +78,20 @@ public:
     }
 
 private:
-    void type(const Key& key, bool shifted) {
-        const Keysym keysym = shifted && key.shifted != 0 ? key.shifted : key.unshifted;
+    static Keysym upperCase(Keysym keysym) {
+        const bool lower = (keysym >= 'a' && keysym <= 'z') ||
+                           (keysym >= 0xE0 && keysym <= 0xFE && keysym != 0xF7);
+        return lower ? keysym - 0x20 : keysym;
+    }
+    void type(const Key& key, bool shifted, bool locked) {
+        Keysym keysym = shifted && key.shifted != 0 ? key.shifted : key.unshifted;
+        const bool letterKey =
+            key.unshifted != key.shifted && upperCase(key.unshifted) == key.shifted;
+        if (locked && letterKey) {
+            keysym = keysym == key.shifted ? key.unshifted : key.shifted;
+        } else if (locked) {
+            keysym = upperCase(keysym);
+        }
         if (keysym != 0) {
             typed.push_back(keysym >= 0x01000000 ? keysym & 0xFFFFFF : keysym);
         }
