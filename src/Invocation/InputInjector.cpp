@@ -3,6 +3,7 @@
 #include "Invocation/KeystrokePlan.h"
 #include "Invocation/Utf8Decoding.h"
 #include "Runtime/Cancellation.h"
+#include "Runtime/OneShotContinuation.h"
 #include "Runtime/Utf8.h"
 
 #include <algorithm>
@@ -43,41 +44,91 @@ std::optional<WipingVector<char32_t>> decodeCodePoints(const TransientSecret& se
         });
 }
 
-// The key codes bound for one insertion, each left without a symbol again however it ends.
-class TemporaryBindings {
+// What typing changes on the keyboard, put back however it ends: Caps Lock, which would change
+// the case of the letters typed, and the key codes bound, each left without a symbol again. A
+// binding changes only once clients have looked up the keys typed with it.
+class KeyboardChanges {
 public:
-    explicit TemporaryBindings(KeymapKeyboard& keyboard) : keyboard_(keyboard) {}
-    TemporaryBindings(const TemporaryBindings&) = delete;
-    TemporaryBindings& operator=(const TemporaryBindings&) = delete;
-    ~TemporaryBindings() {
-        for (const auto keyCode : bound_) {
-            keyboard_.bindKey(keyCode, std::nullopt);
+    KeyboardChanges(KeymapKeyboard& keyboard, Executor& executor)
+        : keyboard_(keyboard), executor_(executor) {}
+    KeyboardChanges(const KeyboardChanges&) = delete;
+    KeyboardChanges& operator=(const KeyboardChanges&) = delete;
+    ~KeyboardChanges() { restore(); }
+
+    void unlockCapsLock() {
+        relockCapsLock_ = keyboard_.capsLockLocked();
+        if (relockCapsLock_) {
+            keyboard_.lockCapsLock(false);
         }
+    }
+
+    // Waits until the binding of `keyCode`, or with none every binding, may change; cancelling
+    // does not cut this short, or characters typed would be lost.
+    Task<void> settle(std::optional<KeymapKeyboard::KeyCode> keyCode = std::nullopt) {
+        std::optional<MonotonicTime> settled;
+        for (const auto& key : bound_) {
+            if (!keyCode || key.keyCode == *keyCode) {
+                settled = std::max(settled, key.settledAt);
+            }
+        }
+        if (!settled || *settled <= executor_.monotonicNow()) {
+            co_return;
+        }
+        auto wake = [this,
+                     delay = *settled - executor_.monotonicNow()](OneShotContinuation<void> done) {
+            executor_.scheduleAfter(delay, [done] { done.resume(); });
+        };
+        co_await withContinuation<void>(std::move(wake));
     }
 
     void bind(const KeyBinding& binding) {
         keyboard_.bindKey(binding.keyCode, binding.keysym);
-        if (std::ranges::find(bound_, binding.keyCode) == bound_.end()) {
-            bound_.push_back(binding.keyCode);
+        if (!find(binding.keyCode)) {
+            bound_.push_back({.keyCode = binding.keyCode, .settledAt = std::nullopt});
+        }
+    }
+
+    // Key down and up with nothing in between, so no key is ever left down.
+    void tap(const Keystroke& stroke) {
+        if (stroke.shiftKey) {
+            keyboard_.postKey(*stroke.shiftKey, true);
+        }
+        keyboard_.postKey(stroke.keyCode, true);
+        keyboard_.postKey(stroke.keyCode, false);
+        if (stroke.shiftKey) {
+            keyboard_.postKey(*stroke.shiftKey, false);
+        }
+        if (auto* key = find(stroke.keyCode)) {
+            key->settledAt = executor_.monotonicNow() + InputInjector::bindingSettle;
+        }
+    }
+
+    void restore() {
+        for (const auto& key : bound_) {
+            keyboard_.bindKey(key.keyCode, std::nullopt);
+        }
+        bound_.clear();
+        if (std::exchange(relockCapsLock_, false)) {
+            keyboard_.lockCapsLock(true);
         }
     }
 
 private:
-    KeymapKeyboard& keyboard_;
-    std::vector<KeymapKeyboard::KeyCode> bound_;
-};
+    struct BoundKey {
+        KeymapKeyboard::KeyCode keyCode;
+        std::optional<MonotonicTime> settledAt;
+    };
 
-// Key down and up with nothing in between, so no key is ever left down.
-void tap(KeymapKeyboard& keyboard, const Keystroke& stroke) {
-    if (stroke.shiftKey) {
-        keyboard.postKey(*stroke.shiftKey, true);
+    BoundKey* find(KeymapKeyboard::KeyCode keyCode) {
+        const auto key = std::ranges::find(bound_, keyCode, &BoundKey::keyCode);
+        return key == bound_.end() ? nullptr : &*key;
     }
-    keyboard.postKey(stroke.keyCode, true);
-    keyboard.postKey(stroke.keyCode, false);
-    if (stroke.shiftKey) {
-        keyboard.postKey(*stroke.shiftKey, false);
-    }
-}
+
+    KeymapKeyboard& keyboard_;
+    Executor& executor_;
+    std::vector<BoundKey> bound_;
+    bool relockCapsLock_ = false;
+};
 
 } // namespace
 
@@ -168,27 +219,35 @@ Task<void> InputInjector::typeKeys(KeymapKeyboard& keyboard, std::span<const cha
                                    CapturedInsertionTarget& target,
                                    const StillWanted& stillWanted) {
     const auto plan = planKeystrokes(keyboard.keymap(), codePoints);
-    TemporaryBindings bindings(keyboard);
-    int sinceCheck = codePointsPerCheck;
-    bool bindingsChanged = false;
-    for (const auto& step : plan) {
-        if (const auto* binding = std::get_if<KeyBinding>(&step)) {
-            bindings.bind(*binding);
-            bindingsChanged = true;
-            continue;
+    Executor* executor = co_await currentExecutor();
+    KeyboardChanges changes(keyboard, *executor);
+    changes.unlockCapsLock();
+    std::exception_ptr failure;
+    try {
+        int sinceCheck = codePointsPerCheck;
+        for (const auto& step : plan) {
+            if (const auto* binding = std::get_if<KeyBinding>(&step)) {
+                co_await changes.settle(binding->keyCode);
+                changes.bind(*binding);
+                continue;
+            }
+            // Whatever has the focus takes the keys.
+            if (sinceCheck == codePointsPerCheck) {
+                co_await checkBeforeKeys(target, stillWanted);
+                sinceCheck = 0;
+            }
+            changes.tap(std::get<Keystroke>(step));
+            ++sinceCheck;
+            co_await sleepFor(keyInterval);
         }
-        if (bindingsChanged) {
-            co_await sleepFor(mappingSettle);
-            bindingsChanged = false;
-        }
-        // Whatever has the focus takes the keys.
-        if (sinceCheck == codePointsPerCheck) {
-            co_await checkBeforeKeys(target, stillWanted);
-            sinceCheck = 0;
-        }
-        tap(keyboard, std::get<Keystroke>(step));
-        ++sinceCheck;
-        co_await sleepFor(keyInterval);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    // However typing ended, the keys typed are looked up with the bindings they were typed with.
+    co_await changes.settle();
+    changes.restore();
+    if (failure) {
+        std::rethrow_exception(failure);
     }
 }
 

@@ -21,10 +21,11 @@ namespace kestrelle {
 // Types a password into the captured field, one of two ways. With Unicode key events (macOS):
 // the text in short chunks carried by events posted to the target's process alone, never as key
 // codes of characters, re-validating the target before every chunk. Through the keymap (X11):
-// one key per code point, binding free key codes to characters the keymap lacks; those keys
-// reach whatever has the focus and combine with the modifier keys the user holds, so the target
-// and the modifiers are checked before every second code point. Either way it first waits for
-// the shortcut's modifier keys to be released. Main-thread object.
+// one key per code point, binding free key codes to characters the keymap lacks and switching
+// Caps Lock off for the while; those keys reach whatever has the focus and combine with the
+// modifier keys the user holds, so the target and the modifiers are checked before every second
+// code point. Either way it first waits for the shortcut's modifier keys to be released.
+// Main-thread object.
 class InputInjector {
 public:
     static constexpr int chunkLimit = 20;
@@ -37,10 +38,12 @@ public:
     // Through the keymap, at most this many code points are typed between two checks: a focus
     // change lets at most one more character into the next field.
     static constexpr int codePointsPerCheck = 2;
-    // After every key, so the field has taken a key before the binding it used changes.
-    static constexpr std::chrono::milliseconds keyInterval{4};
-    // Between changing bindings and the first key that uses them, so clients see the new map.
-    static constexpr std::chrono::milliseconds mappingSettle{10};
+    // Between keys, so clients keep up and a focus change is noticed within a few keys.
+    static constexpr std::chrono::milliseconds keyInterval{1};
+    // Clients look a changed keymap up only when they handle the next key: GTK and Qt about 1 ms
+    // later when idle, over 25 ms when busy. A binding is left this long after the last key typed
+    // with it: restoring and rebinding wait, typing does not.
+    static constexpr std::chrono::milliseconds bindingSettle{50};
 
     // Each keyboard must outlive the injector.
     explicit InputInjector(KeyboardEventPosting& keyboard) : keyboard_(std::ref(keyboard)) {}

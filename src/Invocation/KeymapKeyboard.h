@@ -35,6 +35,10 @@ public:
     virtual Keymap keymap() = 0;
     // The modifier keys held right now, as modifier:: bits.
     virtual std::uint64_t currentModifierFlags() = 0;
+    // Whether Caps Lock is locked: keys then type letters in the other case, and a letter bound
+    // at both levels in upper case. Locking or unlocking applies to the keys posted after it.
+    virtual bool capsLockLocked() = 0;
+    virtual void lockCapsLock(bool locked) = 0;
     virtual void postKey(KeyCode keyCode, bool down) = 0;
     // Binds the key at both levels to `keysym`, or with none leaves it without any symbol.
     virtual void bindKey(KeyCode keyCode, std::optional<Keysym> keysym) = 0;

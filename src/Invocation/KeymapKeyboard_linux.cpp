@@ -52,6 +52,17 @@ std::uint64_t X11KeymapKeyboard::currentModifierFlags() {
     return modifierFlags(x11Modifiers, state.mods);
 }
 
+bool X11KeymapKeyboard::capsLockLocked() {
+    XkbStateRec state{};
+    return XkbGetState(display_, XkbUseCoreKbd, &state) == Success &&
+           (state.locked_mods & LockMask) != 0;
+}
+
+void X11KeymapKeyboard::lockCapsLock(bool locked) {
+    XkbLockModifiers(display_, XkbUseCoreKbd, LockMask, locked ? LockMask : 0);
+    XFlush(display_);
+}
+
 void X11KeymapKeyboard::postKey(KeyCode keyCode, bool down) {
     XTestFakeKeyEvent(display_, keyCode, down ? True : False, CurrentTime);
     XFlush(display_);

@@ -221,10 +221,12 @@ TEST(KeystrokePlanTest, TypesWhatTheKeymapHasAndBindsFreeKeysForTheRestInRuns) {
                  InputInjectionError);
 }
 
-// Through a US keymap that lacks eight of the password's characters: free key codes are bound
-// in as few runs as they allow, each with one wait. Keys go to whatever has the focus and combine
-// with the modifier keys the user holds, so after any change at most one more gets through.
-// However typing ends, no key is left down or bound.
+// Through a US keymap that lacks eight of the password's characters, to a field that looks the
+// keymap up late and with Caps Lock off or on: free key codes are bound in as few runs as they
+// allow, with no wait before the keys. Keys go to whatever has the focus and combine with the
+// modifier keys the user holds, so after any change at most one more gets through. However
+// typing ends, every key pressed types its character, no key is left down or bound and Caps Lock
+// is as it was.
 TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsWithinTwoCodePointsOfAnyChange) {
     const std::vector<std::tuple<const char*, std::string, std::size_t, std::function<void()>>>
         cases{
@@ -239,21 +241,25 @@ TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsWithinTwoCodePointsOfAnyC
         };
     for (const auto& [name, outcome, freeKeys, change] : cases) {
         for (const std::size_t after : {1, 2, 7, 30}) {
-            SCOPED_TRACE(testing::Message() << name << " after key " << after);
-            reset(freeKeys);
-            keys.onKeyPress = {after, change ? change : [] {}};
-            const auto probe = type(mixed, &keymapInjector);
-            // One wait for all eight bindings, then a pause after each key.
-            executor.advance(InputInjector::mappingSettle + 37 * InputInjector::keyInterval);
-            EXPECT_EQ(keys.keyPresses == 38, freeKeys == 8);
-            executor.advance(2s);
-            EXPECT_EQ(outcomeOf(probe), outcome);
-            const std::size_t typed = change ? after : outcome == "typed" ? 38 : 0;
-            EXPECT_LE(keys.keyPresses, typed + (change ? 1 : 0));
-            EXPECT_TRUE(std::ranges::equal(keys.typed | std::views::take(typed),
-                                           mixedCodePoints.substr(0, typed)));
-            EXPECT_TRUE(keys.map.keys == test::FakeKeymapKeyboard::usKeymap(freeKeys).keys);
-            EXPECT_EQ(keys.keysDown, 0);
+            for (const bool capsLock : {false, true}) {
+                SCOPED_TRACE(testing::Message()
+                             << name << " after key " << after << (capsLock ? " caps" : ""));
+                reset(freeKeys);
+                keys.capsLock = capsLock;
+                keys.onKeyPress = {after, change ? change : [] {}};
+                const auto probe = type(mixed, &keymapInjector);
+                executor.advance(37 * InputInjector::keyInterval);
+                EXPECT_EQ(keys.keyPresses == 38, freeKeys == 8);
+                executor.advance(2s);
+                EXPECT_EQ(outcomeOf(probe), outcome);
+                const std::size_t typed = change ? after : outcome == "typed" ? 38 : 0;
+                EXPECT_LE(keys.keyPresses, typed + (change ? 1 : 0));
+                EXPECT_TRUE(std::ranges::equal(keys.typed | std::views::take(typed),
+                                               mixedCodePoints.substr(0, typed)));
+                EXPECT_TRUE(keys.map.keys == test::FakeKeymapKeyboard::usKeymap(freeKeys).keys);
+                EXPECT_EQ(keys.keysDown, 0);
+                EXPECT_EQ(keys.capsLock, capsLock);
+            }
         }
     }
     reset();

@@ -1,25 +1,28 @@
 #pragma once
 
-#include "Invocation/InputInjector.h"
 #include "Invocation/KeymapKeyboard.h"
 #include "Runtime/Executor.h"
 #include "Runtime/ModifierFlags.h"
 #include "Storage/SecureWipe.h"
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string_view>
 
 namespace kestrelle::test {
 
-// An X server's keyboard and the focused field, as far as typing through the keymap goes. The
-// field gets what each key types under the mapping and the modifiers held, the user's and the
-// injected Shift's: Shift picks the shifted level, any other modifier swallows the key. Clients
-// take InputInjector::mappingSettle to fetch a changed mapping; a key pressed sooner types
-// nothing.
+// An X server's keyboard and the focused field, as far as typing through the keymap goes. A key
+// types under the modifiers of its press, the user's and the injected Shift's: Shift picks the
+// shifted level, any other modifier swallows the key, and Caps Lock swaps a letter key's two
+// cases and upper-cases any other letter. Like GTK and Qt, the field looks a changed keymap up
+// only when it handles the key, here `lookupLag` after the press, and uses the mapping as it is
+// by then.
 class FakeKeymapKeyboard final : public KeymapKeyboard {
 public:
     static constexpr Keysym shiftLeft = 0xFFE1;
+    // A busy client's.
+    static constexpr std::chrono::milliseconds lookupLag{40};
 
     // A default X server's US keymap as typing sees it: a key with symbols only at higher
     // levels, printable ASCII at both levels, Shift_L, and `freeKeys` keys without any.
@@ -35,12 +38,13 @@ public:
         return keymap;
     }
 
-    FakeKeymapKeyboard(const Executor& clock, std::size_t freeKeys)
-        : map(usKeymap(freeKeys)), clock_(&clock) {}
+    FakeKeymapKeyboard(Executor& executor, std::size_t freeKeys)
+        : map(usKeymap(freeKeys)), executor_(&executor) {}
 
     Keymap map;
     // The user's.
     std::uint64_t heldModifiers = 0;
+    bool capsLock = false;
     WipingVector<char32_t> typed;
     // Pressed and not released.
     int keysDown = 0;
@@ -50,19 +54,20 @@ public:
 
     Keymap keymap() override { return map; }
     std::uint64_t currentModifierFlags() override { return heldModifiers; }
+    bool capsLockLocked() override { return capsLock; }
+    void lockCapsLock(bool locked) override { capsLock = locked; }
     void postKey(KeyCode keyCode, bool down) override {
-        const Key key = map.keys.at(keyCode - map.firstKeyCode);
-        shiftDown_ = key.unshifted == shiftLeft ? down : shiftDown_;
+        const bool shiftKey = map.keys.at(keyCode - map.firstKeyCode).unshifted == shiftLeft;
+        shiftDown_ = shiftKey ? down : shiftDown_;
         keysDown += down ? 1 : -1;
-        if (!down || key.unshifted == shiftLeft) {
+        if (!down || shiftKey) {
             return;
         }
-        const bool shifted = shiftDown_ || (heldModifiers & modifier::shift) != 0;
-        const Keysym keysym = shifted && key.shifted != 0 ? key.shifted : key.unshifted;
-        const bool fetched =
-            !changedAt_ || clock_->monotonicNow() - *changedAt_ >= InputInjector::mappingSettle;
-        if ((heldModifiers & ~modifier::shift) == 0 && keysym != 0 && fetched) {
-            typed.push_back(keysym >= 0x01000000 ? keysym & 0xFFFFFF : keysym);
+        if ((heldModifiers & ~modifier::shift) == 0) {
+            const bool shifted = shiftDown_ || (heldModifiers & modifier::shift) != 0;
+            executor_->scheduleAfter(lookupLag, [this, keyCode, shifted, locked = capsLock] {
+                type(map.keys.at(keyCode - map.firstKeyCode), shifted, locked);
+            });
         }
         if (++keyPresses == onKeyPress.first) {
             onKeyPress.second();
@@ -70,13 +75,30 @@ public:
     }
     void bindKey(KeyCode keyCode, std::optional<Keysym> keysym) override {
         map.keys.at(keyCode - map.firstKeyCode) = keysym ? Key{*keysym, *keysym} : Key{};
-        changedAt_ = clock_->monotonicNow();
     }
 
 private:
-    const Executor* clock_;
+    static Keysym upperCase(Keysym keysym) {
+        const bool lower = (keysym >= 'a' && keysym <= 'z') ||
+                           (keysym >= 0xE0 && keysym <= 0xFE && keysym != 0xF7);
+        return lower ? keysym - 0x20 : keysym;
+    }
+    void type(const Key& key, bool shifted, bool locked) {
+        Keysym keysym = shifted && key.shifted != 0 ? key.shifted : key.unshifted;
+        const bool letterKey =
+            key.unshifted != key.shifted && upperCase(key.unshifted) == key.shifted;
+        if (locked && letterKey) {
+            keysym = keysym == key.shifted ? key.unshifted : key.shifted;
+        } else if (locked) {
+            keysym = upperCase(keysym);
+        }
+        if (keysym != 0) {
+            typed.push_back(keysym >= 0x01000000 ? keysym & 0xFFFFFF : keysym);
+        }
+    }
+
+    Executor* executor_;
     bool shiftDown_ = false;
-    std::optional<MonotonicTime> changedAt_;
 };
 
 } // namespace kestrelle::test
