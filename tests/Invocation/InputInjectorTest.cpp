@@ -228,18 +228,22 @@ TEST(KeystrokePlanTest, TypesWhatTheKeymapHasAndBindsFreeKeysForTheRestInRuns) {
 // typing ends, every key pressed types its character, no key is left down or bound and Caps Lock
 // is as it was.
 TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsWithinTwoCodePointsOfAnyChange) {
-    const std::vector<std::tuple<const char*, std::string, std::size_t, std::function<void()>>>
+    // A change found only by a full validation, or held modifiers, may let one more key go; one
+    // already seen, or an invocation no longer wanted, none.
+    const std::vector<
+        std::tuple<const char*, std::string, std::size_t, std::function<void()>, std::size_t>>
         cases{
-            {"8 free keys", "typed", 8, nullptr},
-            {"1 free key", "typed", 1, nullptr},
-            {"no free key", "noFreeKey", 0, nullptr},
-            {"focus moved", "targetChanged", 3, [&] { target->failure = Kind::targetChanged; }},
-            {"Shift held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::shift; }},
-            {"Alt held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::option; }},
-            {"not wanted", "cancelled", 3, [&] { wanted = false; }},
-            {"cancelled", "cancelled", 3, [&] { running->cancel(); }},
+            {"8 free keys", "typed", 8, nullptr, 0},
+            {"1 free key", "typed", 1, nullptr, 0},
+            {"no free key", "noFreeKey", 0, nullptr, 0},
+            {"focus moved", "targetChanged", 3, [&] { target->failure = Kind::targetChanged; }, 1},
+            {"focus seen moving", "targetChanged", 3, [&] { target->seenChange = true; }, 0},
+            {"Shift held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::shift; }, 1},
+            {"Alt held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::option; }, 1},
+            {"not wanted", "cancelled", 3, [&] { wanted = false; }, 0},
+            {"cancelled", "cancelled", 3, [&] { running->cancel(); }, 0},
         };
-    for (const auto& [name, outcome, freeKeys, change] : cases) {
+    for (const auto& [name, outcome, freeKeys, change, leak] : cases) {
         for (const std::size_t after : {1, 2, 7, 30}) {
             for (const bool capsLock : {false, true}) {
                 SCOPED_TRACE(testing::Message()
@@ -253,7 +257,7 @@ TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsWithinTwoCodePointsOfAnyC
                 executor.advance(2s);
                 EXPECT_EQ(outcomeOf(probe), outcome);
                 const std::size_t typed = change ? after : outcome == "typed" ? 38 : 0;
-                EXPECT_LE(keys.keyPresses, typed + (change ? 1 : 0));
+                EXPECT_LE(keys.keyPresses, typed + leak);
                 EXPECT_TRUE(std::ranges::equal(keys.typed | std::views::take(typed),
                                                mixedCodePoints.substr(0, typed)));
                 EXPECT_TRUE(keys.map.keys == test::FakeKeymapKeyboard::usKeymap(freeKeys).keys);
