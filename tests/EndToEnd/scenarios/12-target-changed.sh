@@ -1,5 +1,6 @@
-# The focus moves to another field while a long password is being typed: typing stops at once,
-# nothing lands in the other field, and an alert says why.
+# The user presses Tab while a long password is being typed, moving the focus to the next field:
+# typing stops at once and an alert says why. Keys go wherever the focus is, so a key already on
+# its way when Tab was pressed may land in the next field, but never more than that one.
 define_password long 'lóng-' "$(printf 'x%.0s' {1..150})" '-énd'
 add_entry Long "$long"
 start_gtk_fixture gtk text
@@ -11,9 +12,10 @@ touch_reader enrolled
 wait_picker
 press 1
 wait_for 5 "typing to begin" eval '[ -n "$(fixture_value gtk text)" ]'
-fixture_focus gtk password
+press Tab
 check "the alert says the field changed" \
     wait_kestrelle_shows "The original input is no longer focused. Nothing more was typed."
-check "nothing landed in the other field" [ -z "$(fixture_value gtk password)" ]
+other=$(fixture_value gtk password)
+check "at most the key on its way landed in the other field" [ "${#other}" -le 1 ]
 check "the first field holds a beginning of the password, not all of it" \
     eval 'typed=$(fixture_value gtk text); [[ -n $typed && $long == "$typed"* && $typed != "$long" ]]'
