@@ -43,7 +43,6 @@ public:
     const AccessibilityElement& application() const { return application_; }
 
     std::optional<InputInjectionError> validationError() override;
-    bool hasSeenChange() const override { return hasFocusChanged(); }
     void recordApplicationActivation(std::optional<std::int32_t> processIdentifier) override;
     // Called for each focus notification of the captured application.
     void recordFocusChange();

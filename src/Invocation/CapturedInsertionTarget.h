@@ -18,9 +18,6 @@ public:
     // None while the captured field is still the focused text field of the frontmost
     // application; otherwise why typing must not go on.
     virtual std::optional<InputInjectionError> validationError() = 0;
-    // Whether a move away from the field was already seen (a focus notification, an
-    // activation): a check with no message to any application, cheap enough before every key.
-    virtual bool hasSeenChange() const = 0;
     // An application was activated during the invocation (none: it is not known which). Any
     // but the field's own makes every later validation fail.
     virtual void recordApplicationActivation(std::optional<std::int32_t> processIdentifier) = 0;

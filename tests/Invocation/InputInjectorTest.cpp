@@ -234,7 +234,6 @@ TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsBeforeTheNextKeyAfterAnyC
             {"1 free key", "typed", 1, nullptr},
             {"no free key", "noFreeKey", 0, nullptr},
             {"focus moved", "targetChanged", 3, [&] { target->failure = Kind::targetChanged; }},
-            {"focus seen moving", "targetChanged", 3, [&] { target->seenChange = true; }},
             {"Shift held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::shift; }},
             {"Alt held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::option; }},
             {"not wanted", "cancelled", 3, [&] { wanted = false; }},

@@ -16,12 +16,8 @@ public:
     std::int32_t processIdentifier() const override { return pid; }
     std::optional<InputInjectionError> validationError() override {
         ++validations;
-        if (seenChange) {
-            return InputInjectionError(InputInjectionError::Kind::targetChanged);
-        }
         return failure ? std::optional(InputInjectionError(*failure)) : std::nullopt;
     }
-    bool hasSeenChange() const override { return seenChange; }
     void recordApplicationActivation(std::optional<std::int32_t> processIdentifier) override {
         activations.push_back(processIdentifier);
         if (processIdentifier != pid) {
@@ -31,7 +27,6 @@ public:
 
     std::int32_t pid;
     std::optional<InputInjectionError::Kind> failure;
-    bool seenChange = false;
     int validations = 0;
     std::vector<std::optional<std::int32_t>> activations;
 };
