@@ -134,8 +134,13 @@ void InvocationCoordinator::begin() {
         return; // a prompt or a delivery is under way
     }
     // All three before anything suspends, while the application the user typed in is in front.
+    const auto captureStarted = executor_.monotonicNow();
     auto target = captureTarget_ ? captureTarget_() : nullptr;
+    const auto captureTime = executor_.monotonicNow() - captureStarted;
     auto id = Uuid::random();
+    // Read by scripts/bench-linux.
+    logger.info("Invocation {} capture took {} us", id,
+                std::chrono::duration_cast<std::chrono::microseconds>(captureTime).count());
     Invocation invocation{id, std::move(target), workspace_.frontmostApplication()};
 
     logger.notice("Invocation {} authenticating; target: {}", invocation.id,
