@@ -1,5 +1,6 @@
 #include "Invocation/AccessibilityService_linux.h"
 
+#include "Runtime/GLibResources_linux.h"
 #include "Runtime/Logger.h"
 
 #include <QDBusConnection>
@@ -20,31 +21,13 @@ constexpr char focusEvent[] = "object:state-changed:focused";
 // The switch lives in a small session service; it answers at once unless the session is broken.
 constexpr int statusCallTimeoutMilliseconds = 500;
 
-struct GObjectUnref {
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-template <class T>
-using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
-
 struct EventFree {
     void operator()(AtspiEvent* event) const { g_boxed_free(ATSPI_TYPE_EVENT, event); }
 };
 
-// Receives the error of one libatspi call and frees it.
-class CallError {
-public:
-    CallError() = default;
-    CallError(const CallError&) = delete;
-    CallError& operator=(const CallError&) = delete;
-    ~CallError() { g_clear_error(&error_); }
-
-    GError** out() { return &error_; }
-    explicit operator bool() const { return error_ != nullptr; }
-    PublicText message() const { return PublicText(error_ ? error_->message : "none"); }
-
-private:
-    GError* error_ = nullptr;
-};
+PublicText messageOf(const GErrorSlot& error) {
+    return PublicText(error ? error.get()->message : "none");
+}
 
 AtspiAccessible* accessibleOf(const AccessibilityElement& element) {
     return static_cast<AtspiAccessible*>(const_cast<void*>(element.object()));
@@ -74,7 +57,7 @@ std::optional<AtspiStateType> stateNamed(std::string_view attribute) {
 
 // Empty when any child cannot be read, so that a hung application costs one timeout.
 std::vector<AccessibilityElement> childrenOf(AtspiAccessible* parent) {
-    CallError error;
+    GErrorSlot error;
     const auto count = atspi_accessible_get_child_count(parent, error.out());
     if (error || count < 0) {
         return {};
@@ -126,11 +109,11 @@ public:
         if (notification != accessibilityName::focusedElementChanged || !application) {
             return failedStatus;
         }
-        CallError error;
+        GErrorSlot error;
         if (!atspi_event_listener_register_from_callback_with_app(
                 &AtspiFocusObserver::receive, this, nullptr, focusEvent, nullptr, application,
                 error.out())) {
-            logger.error("Could not listen for focus events: {}", error.message());
+            logger.error("Could not listen for focus events: {}", messageOf(error));
             return failedStatus;
         }
         registered_ = true;
@@ -212,7 +195,7 @@ AccessibilityValue AtspiAccessibilityService::attribute(const AccessibilityEleme
         return {};
     }
     if (attribute == accessibilityName::role) {
-        CallError error;
+        GErrorSlot error;
         const std::unique_ptr<gchar, decltype(&g_free)> name(
             atspi_accessible_get_role_name(accessible, error.out()), &g_free);
         if (error || !name) {
@@ -248,7 +231,7 @@ AtspiAccessibilityService::copyElement(const AccessibilityElement& element,
     const GObjectPtr<AtspiMatchRule> rule(atspi_match_rule_new(
         focused.get(), ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_ALL, nullptr,
         ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_ALL, FALSE));
-    CallError error;
+    GErrorSlot error;
     auto* matches = atspi_collection_get_matches(
         collection.get(), rule.get(), ATSPI_Collection_SORT_ORDER_CANONICAL, 1, TRUE, error.out());
     if (!matches) {
@@ -305,7 +288,7 @@ AtspiAccessibilityService::processIdentifier(const AccessibilityElement& element
     if (!connected_ || !accessible) {
         return std::nullopt;
     }
-    CallError error;
+    GErrorSlot error;
     const auto processIdentifier = atspi_accessible_get_process_id(accessible, error.out());
     if (error) {
         return std::nullopt;

@@ -1,6 +1,7 @@
 #include "Storage/SecretServiceBackend_linux.h"
 
 #include "Runtime/AppIdentity.h"
+#include "Runtime/GLibResources_linux.h"
 #include "Runtime/Logger.h"
 
 #include <libsecret/secret.h>
@@ -15,12 +16,6 @@ using SecretErrorCode = KeychainStatus::SecretErrorCode;
 static_assert(SecretErrorCode::isLocked == SECRET_ERROR_IS_LOCKED);
 static_assert(SecretErrorCode::noSuchObject == SECRET_ERROR_NO_SUCH_OBJECT);
 static_assert(SecretErrorCode::alreadyExists == SECRET_ERROR_ALREADY_EXISTS);
-
-struct GObjectUnref {
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-template <class T>
-using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
 
 struct ItemListFree {
     void operator()(GList* items) const { g_list_free_full(items, g_object_unref); }
@@ -53,34 +48,19 @@ KeychainReply searchOutcome(std::int32_t secretErrorCode) {
         KeychainStatus::SecretServiceDomain::secretError, secretErrorCode));
 }
 
-// Receives the error of one libsecret call and frees it.
-class CallError {
-public:
-    CallError() = default;
-    CallError(const CallError&) = delete;
-    CallError& operator=(const CallError&) = delete;
-    ~CallError() { g_clear_error(&error_); }
-
-    GError** out() { return &error_; }
-    explicit operator bool() const { return error_ != nullptr; }
-
-    // Logs the failure of `call` and answers with its status. The Secret Service's messages
-    // name objects and D-Bus errors, never a secret.
-    KeychainReply reply(const char* call) const {
-        const auto domain = error_ ? g_quark_to_string(error_->domain) : "none";
-        const auto code = error_ ? error_->code : 0;
-        logger.error("Secret Service {} failed: {} {}, {}", PublicText(call), PublicText(domain),
-                     code, PublicText(error_ ? error_->message : "no error given"));
-        return replyWith(
-            KeychainStatus::fromSecretService(error_ && error_->domain == SECRET_ERROR
-                                                  ? KeychainStatus::SecretServiceDomain::secretError
-                                                  : KeychainStatus::SecretServiceDomain::other,
-                                              code));
-    }
-
-private:
-    GError* error_ = nullptr;
-};
+// Logs the failure of `call` and answers with its status. The Secret Service's messages name
+// objects and D-Bus errors, never a secret.
+KeychainReply failureReply(const GErrorSlot& failure, const char* call) {
+    const GError* error = failure.get();
+    const auto domain = error ? g_quark_to_string(error->domain) : "none";
+    const auto code = error ? error->code : 0;
+    logger.error("Secret Service {} failed: {} {}, {}", PublicText(call), PublicText(domain), code,
+                 PublicText(error ? error->message : "no error given"));
+    return replyWith(KeychainStatus::fromSecretService(
+        error && error->domain == SECRET_ERROR ? KeychainStatus::SecretServiceDomain::secretError
+                                               : KeychainStatus::SecretServiceDomain::other,
+        code));
+}
 
 const SecretSchema& passwordSchema() {
     static const std::string name = std::string(fixedBundleIdentifier) + ".Password";
@@ -122,12 +102,12 @@ struct Search {
 };
 
 Search search(SecretService* service, GHashTable* attributes) {
-    CallError error;
+    GErrorSlot error;
     Search found{ItemList(secret_service_search_sync(service, &passwordSchema(), attributes,
                                                      SECRET_SEARCH_NONE, nullptr, error.out())),
                  std::nullopt};
     if (error) {
-        found.failure = error.reply("search");
+        found.failure = failureReply(error, "search");
     } else if (!found.item()) {
         found.failure = searchOutcome(SECRET_ERROR_NO_SUCH_OBJECT);
     } else if (secret_item_get_locked(found.item())) {
@@ -172,11 +152,11 @@ KeychainReply SecretServiceBackend::withService(const KeychainQuery& query, Call
     }
     const ThreadDefaultContext scope(connection_->context.get());
     if (!connection_->service) {
-        CallError error;
+        GErrorSlot error;
         connection_->service.reset(
             secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, error.out()));
         if (!connection_->service) {
-            return error.reply("connect");
+            return failureReply(error, "connect");
         }
     }
     const auto attributes = attributesOf(query);
@@ -199,11 +179,11 @@ KeychainReply SecretServiceBackend::addItem(const KeychainQuery& query) {
         if (existing.failure->status.kind != KeychainStatus::Kind::itemNotFound) {
             return *existing.failure; // the search failed
         }
-        CallError error;
+        GErrorSlot error;
         const GObjectPtr<SecretCollection> collection(secret_collection_for_alias_sync(
             service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, error.out()));
         if (!collection) {
-            return error.reply("default collection");
+            return failureReply(error, "default collection");
         }
         // Creating in a locked collection would ask to unlock it.
         if (secret_collection_get_locked(collection.get())) {
@@ -215,7 +195,7 @@ KeychainReply SecretServiceBackend::addItem(const KeychainQuery& query) {
         const GObjectPtr<SecretItem> item(
             secret_item_create_sync(collection.get(), &passwordSchema(), attributes, label.c_str(),
                                     value.get(), SECRET_ITEM_CREATE_NONE, nullptr, error.out()));
-        return item ? KeychainReply{} : error.reply("create");
+        return item ? KeychainReply{} : failureReply(error, "create");
     });
 }
 
@@ -226,11 +206,11 @@ KeychainReply SecretServiceBackend::updateItem(const KeychainQuery& query,
         if (found.failure) {
             return *found.failure;
         }
-        CallError error;
+        GErrorSlot error;
         const auto value = valueOf(newValue);
         return secret_item_set_secret_sync(found.item(), value.get(), nullptr, error.out())
                    ? KeychainReply{}
-                   : error.reply("update");
+                   : failureReply(error, "update");
     });
 }
 
@@ -244,9 +224,9 @@ KeychainReply SecretServiceBackend::copyMatching(const KeychainQuery& query) {
         if (query.returnKind != KeychainReturnKind::data) {
             return reply;
         }
-        CallError error;
+        GErrorSlot error;
         if (!secret_item_load_secret_sync(found.item(), nullptr, error.out())) {
-            return error.reply("load");
+            return failureReply(error, "load");
         }
         const Value value(secret_item_get_secret(found.item()));
         if (value) {
@@ -265,9 +245,10 @@ KeychainReply SecretServiceBackend::deleteItem(const KeychainQuery& query) {
         if (found.failure) {
             return *found.failure;
         }
-        CallError error;
-        return secret_item_delete_sync(found.item(), nullptr, error.out()) ? KeychainReply{}
-                                                                           : error.reply("delete");
+        GErrorSlot error;
+        return secret_item_delete_sync(found.item(), nullptr, error.out())
+                   ? KeychainReply{}
+                   : failureReply(error, "delete");
     });
 }
 
