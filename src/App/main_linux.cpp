@@ -5,6 +5,7 @@
 #include "App/SessionInterruptions_linux.h"
 #include "App/SettingsWindow_linux.h"
 #include "App/StatusBar_linux.h"
+#include "App/XWaylandNotice.h"
 #include "Invocation/AccessibilityService_linux.h"
 #include "Invocation/AlertPresenting_linux.h"
 #include "Invocation/ApplicationActivations_linux.h"
@@ -126,6 +127,7 @@ int run(int argc, char** argv) {
         }
         if (std::getenv("WAYLAND_DISPLAY") != nullptr) {
             logger.notice("Running on XWayland: the shortcut and typing reach X11 windows only");
+            alerts.present(xwaylandNotice());
         }
         status = QApplication::exec();
         lifecycle.willTerminate();
