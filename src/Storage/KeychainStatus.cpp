@@ -50,9 +50,9 @@ KeychainStatus KeychainStatus::macOS(Kind kind) {
 KeychainStatus KeychainStatus::fromSecretService(SecretServiceDomain domain, std::int32_t code) {
     const auto* found = std::ranges::find(secretErrorCodes, code, &Named::code);
     if (domain != SecretServiceDomain::secretError || found == secretErrorCodes.end()) {
-        return {Kind::other, code};
+        return {Kind::other, code, Store::keyring};
     }
-    return {found->kind, code};
+    return {found->kind, code, Store::keyring};
 }
 
 std::optional<std::string> KeychainStatus::secretServiceMessage(const KeychainStatus& status) {

@@ -25,10 +25,14 @@ struct KeychainStatus {
         other,
     };
 
+    // Which store answered, for the messages that name it.
+    enum class Store { keychain, keyring };
+
     Kind kind = Kind::success;
     // macOS: the OSStatus. Linux: the libsecret (SecretError) code, or for `other` the code of
     // whatever error the call failed with.
     std::int32_t code = 0;
+    Store store = Store::keychain;
 
     // macOS: the status for an OSStatus, and for a kind (with the kind's OSStatus; the core's
     // own `invalidValue` uses that number too, so that reports tell it apart).

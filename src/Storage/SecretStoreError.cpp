@@ -21,7 +21,9 @@ SecretStoreError SecretStoreError::keychain(KeychainStatus status, std::string m
               "signed Keychain entitlement. Install a correctly signed and provisioned Kestrelle "
               "build, then try again. Keychain status " +
                   number + ": " + message
-            : "The Keychain operation failed (status " + number + "): " + message;
+            : std::string(status.store == KeychainStatus::Store::keyring ? "The keyring"
+                                                                         : "The Keychain") +
+                  " operation failed (status " + number + "): " + message;
     return {Kind::keychain, std::move(description), status, std::move(message)};
 }
 
@@ -49,8 +51,10 @@ SecretStoreError SecretStoreError::fromStatus(KeychainStatus status,
         if (platformMessage && !platformMessage->empty()) {
             return keychain(status, *platformMessage);
         }
-        return keychain(status, "Keychain operation failed with status " +
-                                    std::to_string(status.code) + ".");
+        return keychain(
+            status,
+            std::string(status.store == KeychainStatus::Store::keyring ? "Keyring" : "Keychain") +
+                " operation failed with status " + std::to_string(status.code) + ".");
     }
 }
 

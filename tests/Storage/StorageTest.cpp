@@ -385,6 +385,18 @@ TEST_F(SecretStoreTest, ContainsAsksWithAFreshContextThatCannotPromptAndInvalida
         executor.runUntilIdle();
         EXPECT_EQ(probe.succeeded() ? std::optional(probe.value()) : std::nullopt, row.exists);
         EXPECT_EQ(probe.threw<SecretStoreError>(), !row.exists);
+        if (!row.exists) {
+            try {
+                std::rethrow_exception(probe.error());
+            } catch (const SecretStoreError& error) {
+                // Each store's failures are told in its own name.
+                const bool keyring = row.status.store == KeychainStatus::Store::keyring;
+                EXPECT_TRUE(
+                    error.description().find(keyring ? "keyring" : "Keychain") !=
+                        std::string::npos &&
+                    (!keyring || error.description().find("Keychain") == std::string::npos));
+            }
+        }
         EXPECT_EQ(logged(row.status.code), row.exists ? 0 : 1);
         expectLastCall(Call::copyMatching, backend.madeContexts.back(),
                        oneItem(KeychainReturnKind::attributes));
