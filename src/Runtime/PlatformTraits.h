@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <string_view>
 
 namespace kestrelle {
 
@@ -40,6 +41,9 @@ struct PlatformTraits {
     // Whether the app updates itself; where the system's packages update it, no menu offers an
     // update check.
     bool updatesItself = true;
+    // The folder of the app's own files inside the user's data directory (XDG names are lower
+    // case).
+    std::string_view dataFolderName = "Kestrelle";
     SystemNames systemNames = SystemNames::macOS;
 
     static constexpr PlatformTraits macOS() { return {}; }
@@ -54,6 +58,7 @@ struct PlatformTraits {
             .secretStoreBindsBiometrics = false,
             .screenYGrowsDown = true,
             .updatesItself = false,
+            .dataFolderName = "kestrelle",
             .systemNames = SystemNames::linuxDesktop,
         };
     }

@@ -81,8 +81,9 @@ std::optional<std::string> readIfPresent(const std::filesystem::path& file, std:
 } // namespace
 
 EntryRepository::EntryRepository(const std::function<std::filesystem::path()>& dataDirectory,
-                                 std::unique_ptr<AtomicFileWriting> writer)
-    : fileURL_(dataDirectory() / "Kestrelle" / "entries.json"), writer_(std::move(writer)) {}
+                                 std::unique_ptr<AtomicFileWriting> writer,
+                                 std::string_view folderName)
+    : fileURL_(dataDirectory() / folderName / "entries.json"), writer_(std::move(writer)) {}
 
 Task<EntryCatalog> EntryRepository::load() {
     // One byte over the limit is enough for the decoder to refuse the file.

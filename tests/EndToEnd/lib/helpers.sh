@@ -216,7 +216,7 @@ start_kestrelle() { # [ARGUMENT…]
 # under the app's schema. Entries keep the order they were added in, the first one being the
 # picker's "1".
 add_entry() { # LABEL PASSWORD
-    local id catalog=$XDG_DATA_HOME/Kestrelle/entries.json
+    local id catalog=$XDG_DATA_HOME/kestrelle/entries.json
     # A scenario's first entry replaces those of the scenarios before it.
     if [[ -z ${E2E_ENTRIES_ADDED:-} ]]; then
         rm -f "$catalog"

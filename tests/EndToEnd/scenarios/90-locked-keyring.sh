@@ -15,7 +15,7 @@ press 1
 check "the alert says the keyring is locked" \
     wait_kestrelle_shows "The keyring that holds your passwords is locked."
 check "nothing was typed" [ -z "$(fixture_value gtk text)" ]
-check "the entry is still in the catalog" grep -q '"Vault"' "$XDG_DATA_HOME/Kestrelle/entries.json"
+check "the entry is still in the catalog" grep -q '"Vault"' "$XDG_DATA_HOME/kestrelle/entries.json"
 check "its password is still in the keyring" \
     eval 'secret-tool search --all service app.kestrelle.Kestrelle.passwords 2>&1 | grep -q "^label = Kestrelle password"'
 
