@@ -14,6 +14,7 @@
 #include "Invocation/PasteboardService_linux.h"
 #include "Picker/PasswordPickerPanel_linux.h"
 #include "Preferences/JsonKeyValueStore.h"
+#include "Runtime/KestrelleError.h"
 #include "Runtime/Logger.h"
 #include "Runtime/MainQueueExecutor.h"
 #include "Security/DesktopApprovalAuthenticator_linux.h"
@@ -139,5 +140,11 @@ int run(int argc, char** argv) {
 } // namespace kestrelle
 
 int main(int argc, char** argv) {
-    return kestrelle::run(argc, argv);
+    try {
+        return kestrelle::run(argc, argv);
+    } catch (const kestrelle::KestrelleError& error) {
+        // A start that cannot go on (no folder for the settings, say) ends with one clear line.
+        std::fprintf(stderr, "kestrelle: %s\n", error.description().c_str());
+        return 1;
+    }
 }
