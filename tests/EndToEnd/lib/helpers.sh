@@ -247,6 +247,12 @@ wait_picker_gone() { wait_for "${1:-10}" "the picker to close" eval '! picker_sh
 
 # The shortcut, pressed and released as a person does.
 press_shortcut() { press ctrl+alt+space; }
+# The shortcut, then the enrolled finger on the reader, until the picker shows.
+approve_and_open_picker() {
+    press_shortcut
+    touch_reader enrolled
+    wait_picker
+}
 
 # Whether kestrelle shows TEXT anywhere on the accessibility bus (an alert, a prompt, a window).
 kestrelle_shows() { "$E2E_PYTHON" "$E2E_TOOLS/fields.py" names "$KESTRELLE_PID" | grep -F -- "$1" >/dev/null; }

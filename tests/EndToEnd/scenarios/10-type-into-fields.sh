@@ -7,9 +7,7 @@ start_qt_fixture qt
 start_kestrelle
 
 fixture_focus gtk text
-press_shortcut
-touch_reader enrolled
-wait_picker
+approve_and_open_picker
 press 1
 check "the password is typed into the GTK text field" wait_field gtk text "$everyday"
 check "the picker closes" wait_picker_gone

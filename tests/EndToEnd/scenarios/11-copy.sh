@@ -6,9 +6,7 @@ start_gtk_fixture gtk text
 start_kestrelle
 
 fixture_focus gtk text
-press_shortcut
-touch_reader enrolled
-wait_picker
+approve_and_open_picker
 press super+1
 check "the clipboard holds the password" wait_for 5 "the clipboard" eval '[ "$(clipboard_text)" = "$banking" ]'
 check "the copy is marked as a secret" eval 'clipboard_targets | grep -qx x-kde-passwordManagerHint'

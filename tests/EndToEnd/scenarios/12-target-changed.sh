@@ -7,9 +7,7 @@ start_gtk_fixture gtk text
 start_kestrelle
 
 fixture_focus gtk text
-press_shortcut
-touch_reader enrolled
-wait_picker
+approve_and_open_picker
 press 1
 wait_for 5 "typing to begin" eval '[ -n "$(fixture_value gtk text)" ]'
 press Tab

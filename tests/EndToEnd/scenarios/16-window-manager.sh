@@ -8,8 +8,6 @@ start_gtk_fixture gtk text
 start_kestrelle
 
 fixture_focus gtk text
-press_shortcut
-touch_reader enrolled
-wait_picker
+approve_and_open_picker
 press 1
 check "the password is typed into the GTK field under openbox" wait_field gtk text "$managed"

@@ -8,9 +8,7 @@ start_kestrelle
 
 (secret-tool lock --collection=login >/dev/null 2>&1) 2>/dev/null || true # it locks, then may crash
 fixture_focus gtk text
-press_shortcut
-touch_reader enrolled
-wait_picker
+approve_and_open_picker
 press 1
 check "the alert says the keyring is locked" \
     wait_kestrelle_shows "The keyring that holds your passwords is locked."
