@@ -18,7 +18,9 @@ set_target_properties(kestrelle_linux PROPERTIES AUTOMOC ON)
 if(EXISTS "${PROJECT_SOURCE_DIR}/src/App/main_linux.cpp")
     add_executable(kestrelle "${PROJECT_SOURCE_DIR}/src/App/main_linux.cpp")
     target_link_libraries(kestrelle PRIVATE kestrelle_linux)
+    target_compile_definitions(kestrelle PRIVATE KESTRELLE_VERSION="${PROJECT_VERSION}")
     install(TARGETS kestrelle RUNTIME DESTINATION bin)
+    install(FILES "${PROJECT_SOURCE_DIR}/packaging/linux/kestrelle.1" DESTINATION share/man/man1)
 endif()
 
 # The polkit action of the password approval (see packaging/linux/README.md for where polkit
