@@ -29,6 +29,7 @@
 #include "System/SystemWorkspace_linux.h"
 
 #include <QApplication>
+#include <QDBusConnection>
 #include <QUrl>
 #include <algorithm>
 #include <cstdio>
@@ -69,6 +70,15 @@ int run(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Kestrelle"));
     QApplication::setQuitOnLastWindowClosed(ApplicationLifecycle::terminatesAfterLastWindowClosed);
+    // The keyring, the fields' accessibility, the tray and the one running copy are all reached
+    // through the session bus: without it nothing Kestrelle offers could work. A missing Secret
+    // Service alone is told where a password is needed, as the bus may still start one.
+    if (!QDBusConnection::sessionBus().isConnected()) {
+        std::fputs("kestrelle: no D-Bus session bus. Kestrelle needs the desktop session's bus "
+                   "(DBUS_SESSION_BUS_ADDRESS).\n",
+                   stderr);
+        return 1;
+    }
 
     MainQueueExecutor executor;
     AtomicFileWriter writer;

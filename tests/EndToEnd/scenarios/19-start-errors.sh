@@ -10,6 +10,9 @@ check "without an X display it says it needs X11" \
     starts "Kestrelle needs an X11 session" -u DISPLAY
 check "without a home it says which folder is missing" \
     starts "The user settings folder could not be found" -u HOME -u XDG_CONFIG_HOME
+check "without a session bus it says it needs one" \
+    starts "Kestrelle needs the desktop session's bus" \
+    DBUS_SESSION_BUS_ADDRESS="unix:path=$E2E_DIR/no-such-bus"
 
 # Options are answered before a display or a bus is looked for.
 answers() { # STATUS OUTPUT-STREAM FIRST-LINE ARGUMENT…: kestrelle answers so, with nothing else
