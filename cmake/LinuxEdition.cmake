@@ -23,7 +23,11 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/src/App/main_linux.cpp")
     install(FILES "${PROJECT_SOURCE_DIR}/packaging/linux/kestrelle.1" DESTINATION share/man/man1)
 endif()
 
-# The polkit action of the password approval (see packaging/linux/README.md for where polkit
-# looks).
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/linux/app.kestrelle.Kestrelle.policy"
-    DESTINATION share/polkit-1/actions)
+# What a desktop needs beside the program: its menu entry and icon, and the polkit action of the
+# password approval (see packaging/linux/README.md for where polkit looks).
+set(packaging "${PROJECT_SOURCE_DIR}/packaging/linux")
+install(FILES "${packaging}/app.kestrelle.Kestrelle.desktop" DESTINATION share/applications)
+install(FILES "${packaging}/app.kestrelle.Kestrelle.svg"
+    DESTINATION share/icons/hicolor/scalable/apps)
+install(FILES "${packaging}/app.kestrelle.Kestrelle.policy" DESTINATION share/polkit-1/actions)
+
