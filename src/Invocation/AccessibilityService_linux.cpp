@@ -151,6 +151,11 @@ private:
 
 } // namespace
 
+struct StateSnapshot {
+    GObjectPtr<AtspiAccessible> element;
+    GObjectPtr<AtspiStateSet> states;
+};
+
 // The accessibility bus's switch as its daemon last announced it.
 class AccessibilityBusSwitch final : public QObject {
     Q_OBJECT
@@ -187,7 +192,8 @@ private:
 };
 
 AtspiAccessibilityService::AtspiAccessibilityService(Executor& mainQueue)
-    : mainQueue_(mainQueue), busSwitch_(std::make_unique<AccessibilityBusSwitch>()), connected_([] {
+    : mainQueue_(mainQueue), busSwitch_(std::make_unique<AccessibilityBusSwitch>()),
+      snapshot_(std::make_shared<StateSnapshot>()), connected_([] {
           // 1: already connected, by an earlier service of this process.
           static const int status = atspi_init();
           return status == 0 || status == 1;
@@ -255,12 +261,23 @@ AccessibilityValue AtspiAccessibilityService::attribute(const AccessibilityEleme
     if (!state) {
         return {};
     }
-    const GObjectPtr<AtspiStateSet> states(atspi_accessible_get_state_set(accessible));
+    if (snapshot_->element.get() != accessible) {
+        if (!snapshot_->element) {
+            mainQueue_.post([weakSnapshot = std::weak_ptr(snapshot_)] {
+                if (const auto snapshot = weakSnapshot.lock()) {
+                    *snapshot = {};
+                }
+            });
+        }
+        snapshot_->element.reset(static_cast<AtspiAccessible*>(g_object_ref(accessible)));
+        snapshot_->states.reset(atspi_accessible_get_state_set(accessible));
+    }
+    auto* states = snapshot_->states.get();
     // A failed read reports the element as defunct.
-    if (!states || atspi_state_set_contains(states.get(), ATSPI_STATE_DEFUNCT)) {
+    if (!states || atspi_state_set_contains(states, ATSPI_STATE_DEFUNCT)) {
         return {};
     }
-    return static_cast<bool>(atspi_state_set_contains(states.get(), *state));
+    return static_cast<bool>(atspi_state_set_contains(states, *state));
 }
 
 std::optional<AccessibilityElement>

@@ -8,6 +8,7 @@
 namespace kestrelle {
 
 class AccessibilityBusSwitch;
+struct StateSnapshot;
 
 // The accessibility service over AT-SPI (libatspi), on the session's accessibility bus. An element
 // is an AtspiAccessible, identified by its application's bus name and its object path. The
@@ -22,6 +23,8 @@ class AccessibilityBusSwitch;
 // application, including the first calls to an application that just started (which libatspi
 // would otherwise wait on for up to 15 s). It does not bound the process-identifier question,
 // which goes to the accessibility bus's daemon.
+// A validation reads an element's states several times in a row, each read a round trip to its
+// application, so the states read last are kept until the main queue's next task.
 // focusedElementChanged is the application's "object:state-changed:focused" event for an element
 // that gained the focus. libatspi hands events out inside any of its calls, so each one is posted
 // to `mainQueue` and never runs inside a read.
@@ -62,6 +65,7 @@ public:
 private:
     Executor& mainQueue_;
     const std::unique_ptr<AccessibilityBusSwitch> busSwitch_;
+    const std::shared_ptr<StateSnapshot> snapshot_;
     // libatspi stops the process on any call once its connection has failed.
     const bool connected_;
 };
