@@ -7,6 +7,7 @@ photographs windows of the X display.
     ui.py do PID ROLE NAME [--action A]    does the control's action (its first by default)
     ui.py focus PID ROLE NAME              gives the control the keyboard focus
     ui.py is PID ROLE NAME STATE           succeeds when the control has the state (checked…)
+    ui.py list PID ROLE                    the names of the showing objects of that role, in order
     ui.py focused PID                      prints the focused object's role and name
     ui.py unnamed PID [--window NAME]      lists the controls without a name or a role
     ui.py shot FILE --name WINDOW-NAME     writes the X window of that name as a PNG
@@ -18,6 +19,7 @@ import argparse
 import os
 import struct
 import sys
+import warnings
 import zlib
 
 import gi
@@ -113,10 +115,14 @@ def control(arguments):
 
 def do_action(node, wanted):
     count = Atspi.Action.get_n_actions(node)
-    names = [Atspi.Action.get_name(node, i) for i in range(count)]
-    if not names:
+    if not count:
         raise LookupError(f"{role_nick(node)} {node.get_name()!r} has no action")
-    index = names.index(wanted) if wanted else 0
+    index = 0
+    if wanted:
+        with warnings.catch_warnings():  # the replacement is missing from older libatspi
+            warnings.simplefilter("ignore", DeprecationWarning)
+            names = [Atspi.Action.get_action_name(node, i) for i in range(count)]
+        index = names.index(wanted)
     Atspi.Action.do_action(node, index)
 
 
@@ -241,6 +247,7 @@ def main():
     commands.add_parser("do", parents=[with_control]).add_argument("--action")
     commands.add_parser("focus", parents=[with_control])
     commands.add_parser("is", parents=[with_control]).add_argument("state")
+    commands.add_parser("list", parents=[with_pid]).add_argument("role")
     commands.add_parser("focused", parents=[with_pid])
     commands.add_parser("unnamed", parents=[with_pid])
     shot = commands.add_parser("shot")
@@ -284,6 +291,12 @@ def main():
     if arguments.command == "is":
         state = Atspi.StateType(getattr(Atspi.StateType, arguments.state.upper()))
         return 0 if control(arguments).get_state_set().contains(state) else 1
+    if arguments.command == "list":
+        for top in windows(arguments.pid, arguments.window):
+            for _depth, node in walk(top):
+                if role_nick(node) == arguments.role and showing(node):
+                    print(node.get_name())
+        return 0
     if arguments.command == "focused":
         node = focused(arguments.pid)
         if node is None:
