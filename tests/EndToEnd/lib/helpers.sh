@@ -287,7 +287,7 @@ approve_change() {
 }
 cancel_approval() {
     wait_for 10 "the approval prompt" approval_prompt_shown
-    ui_do "push button" Cancel --window ""
+    ui_do "push button" Cancel --enabled # the prompt's: the editor's is disabled meanwhile
     wait_for 10 "the approval prompt to go" eval '! approval_prompt_shown'
 }
 

@@ -5,11 +5,14 @@ photographs windows of the X display.
     ui.py tree PID                         every object: depth, role and name (never a text)
     ui.py wait PID ROLE NAME [--gone]      until a showing control of that role and name is there
     ui.py do PID ROLE NAME [--action A]    does the control's action (its first by default)
+      (--index N picks the Nth match in the tree's order, --enabled skips disabled ones)
     ui.py focus PID ROLE NAME              gives the control the keyboard focus
     ui.py is PID ROLE NAME STATE           succeeds when the control has the state (checked…)
     ui.py list PID ROLE                    the names of the showing objects of that role, in order
     ui.py focused PID                      prints the focused object's role and name
     ui.py unnamed PID [--window NAME]      lists the controls without a name or a role
+    ui.py reach PID --window NAME          presses Tab round the window; lists the actionable
+                                           controls the focus never reached
     ui.py shot FILE --name WINDOW-NAME     writes the X window of that name as a PNG
     ui.py shrink FILE…                     rewrites PNGs with a palette where one is enough
 
@@ -108,6 +111,8 @@ def controls(pid, role, name, window=None):
 
 def control(arguments):
     found = controls(arguments.pid, arguments.role, arguments.name, arguments.window)
+    if arguments.enabled:  # a dialog's disabled button may share the name
+        found = [n for n in found if n.get_state_set().contains(Atspi.StateType.ENABLED)]
     if not found:
         raise LookupError(f"process {arguments.pid} shows no {arguments.role} {arguments.name!r}")
     return found[arguments.index]
@@ -140,6 +145,64 @@ def focused(pid):
                 continue
         return found
     return None
+
+
+# Controls a keyboard user must be able to reach with Tab.
+ACTIONABLE = {Atspi.Role.PUSH_BUTTON, Atspi.Role.TOGGLE_BUTTON, Atspi.Role.CHECK_BOX,
+              Atspi.Role.RADIO_BUTTON, Atspi.Role.COMBO_BOX, Atspi.Role.TEXT,
+              Atspi.Role.PASSWORD_TEXT, Atspi.Role.PAGE_TAB_LIST, Atspi.Role.SPIN_BUTTON}
+
+
+def place(node):
+    """Where a node sits: its indices from the application down, which stay while it lives."""
+    indices = []
+    while node is not None and node.get_role() != Atspi.Role.APPLICATION:
+        indices.append(node.get_index_in_parent())
+        node = node.get_parent()
+    return tuple(reversed(indices))
+
+
+def reach(pid, window, most):
+    """Tabs round the window, following focus events as a screen reader does; returns the
+    actionable controls the focus never came to."""
+    from keys import Keyboard  # the same XTest presses as the scenarios'
+    wanted = {}
+    for top in windows(pid, window):
+        for _depth, node in walk(top):
+            states = node.get_state_set()
+            if (node.get_role() in ACTIONABLE and states.contains(Atspi.StateType.SHOWING)
+                    and states.contains(Atspi.StateType.ENABLED)):
+                wanted[place(node)] = f"{role_nick(node)} {node.get_name()!r}"
+    focused_places = []
+
+    def on_focus(event):
+        if event.detail1:
+            try:
+                focused_places.append(place(event.source))
+            except GLib.Error:
+                pass
+    listener = Atspi.EventListener.new(on_focus)
+    listener.register("object:state-changed:focused")
+    keyboard = Keyboard(0.01)
+    tab = keyboard.combination("Tab")
+    context = GLib.MainContext.default()
+    def moved(count):
+        context.iteration(False)
+        return len(focused_places) > count
+
+    reached = []
+    for _ in range(most):
+        count = len(focused_places)
+        keyboard.tap(tab)
+        harness.wait_for(lambda: moved(count), "the focus to move on Tab", 5, 0.01)
+        now = focused_places[-1]
+        # A page tab list takes the focus through its current tab.
+        now = now if now in wanted else now[:-1]
+        if reached and now == reached[0]:
+            break  # round once
+        reached.append(now)
+    listener.deregister("object:state-changed:focused")
+    return [name for key, name in wanted.items() if key not in reached]
 
 
 # ── Pictures ────────────────────────────────────────────────────────────────────────────────────
@@ -240,6 +303,7 @@ def main():
     with_control.add_argument("role")
     with_control.add_argument("name")
     with_control.add_argument("--index", type=int, default=0)
+    with_control.add_argument("--enabled", action="store_true", help="only enabled ones count")
     commands.add_parser("tree", parents=[with_pid])
     wait = commands.add_parser("wait", parents=[with_control])
     wait.add_argument("--gone", action="store_true")
@@ -250,6 +314,7 @@ def main():
     commands.add_parser("list", parents=[with_pid]).add_argument("role")
     commands.add_parser("focused", parents=[with_pid])
     commands.add_parser("unnamed", parents=[with_pid])
+    commands.add_parser("reach", parents=[with_pid]).add_argument("--most", type=int, default=60)
     shot = commands.add_parser("shot")
     shot.add_argument("file")
     shot.add_argument("--name", required=True)
@@ -303,6 +368,11 @@ def main():
             return 1
         print(f"{role_nick(node)}: {node.get_name()}")
         return 0
+    if arguments.command == "reach":
+        missed = reach(arguments.pid, arguments.window, arguments.most)
+        for name in missed:
+            print(f"not reached by Tab: {name}")
+        return 1 if missed else 0
     # unnamed
     missing = 0
     for top in windows(arguments.pid, arguments.window):
