@@ -1,6 +1,7 @@
 // The Linux (X11) program: the portable app on the Qt event loop, with the desktop's services.
 #include "App/AppCoordinator.h"
 #include "App/ApplicationLifecycle.h"
+#include "App/DesktopColourScheme_linux.h"
 #include "App/RunningInstances_linux.h"
 #include "App/SessionInterruptions_linux.h"
 #include "App/SettingsWindow_linux.h"
@@ -60,6 +61,7 @@ int run(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Kestrelle"));
     QApplication::setQuitOnLastWindowClosed(ApplicationLifecycle::terminatesAfterLastWindowClosed);
+    followDesktopColourScheme(application);
 
     MainQueueExecutor executor;
     AtomicFileWriter writer;
