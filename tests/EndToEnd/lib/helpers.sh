@@ -313,6 +313,27 @@ kestrelle_shows() { "$E2E_PYTHON" "$E2E_TOOLS/fields.py" names "$KESTRELLE_PID" 
 wait_kestrelle_shows() { wait_for "${2:-10}" "kestrelle to show \"$1\"" kestrelle_shows "$1"; }
 click_kestrelle_button() { "$E2E_PYTHON" "$E2E_TOOLS/fields.py" press "$KESTRELLE_PID" "$1"; }
 
+# The desktop's Settings portal, as a desktop that prefers a dark (or a light) appearance offers
+# it; kestrelle reads it when it starts. `set_colour_scheme` changes it as the desktop's switch does.
+start_settings_portal() { # dark|light
+    start_process settings-portal "$E2E_PYTHON" -m dbusmock --session org.freedesktop.portal.Desktop \
+        /org/freedesktop/portal/desktop org.freedesktop.portal.Settings
+    wait_for 10 "the Settings portal on the bus" eval gdbus introspect --session \
+        -d org.freedesktop.portal.Desktop -o /org/freedesktop/portal/desktop "&>/dev/null"
+    set_colour_scheme "$1"
+}
+set_colour_scheme() { # dark|light
+    local value
+    case $1 in dark) value=1 ;; light) value=2 ;; *) fail "set_colour_scheme dark|light" ;; esac
+    portal_mock() {
+        gdbus call --session -d org.freedesktop.portal.Desktop -o /org/freedesktop/portal/desktop \
+            -m "org.freedesktop.DBus.Mock.$1" "${@:2}" >/dev/null
+    }
+    portal_mock AddMethod org.freedesktop.portal.Settings Read ss v "ret = dbus.UInt32($value)"
+    portal_mock EmitSignal org.freedesktop.portal.Settings SettingChanged ssv \
+        "[<'org.freedesktop.appearance'>, <'color-scheme'>, <<uint32 $value>>]"
+}
+
 # A screen saver on the session bus, started before kestrelle so that it hears it; then
 # `lock_screen` turns it on, as locking the screen does.
 start_screensaver() {

@@ -15,6 +15,7 @@ photographs windows of the X display.
                                            controls the focus never reached
     ui.py shot FILE --name WINDOW-NAME     writes the X window of that name as a PNG
     ui.py shrink FILE…                     rewrites PNGs with a palette where one is enough
+    ui.py lightness FILE                   a PNG's mean lightness, 0 (black) to 255 (white)
 
 ROLE is an AT-SPI role's nick (push button, check box, text, page tab, …). --window limits a
 search to the window of that name. Text contents are never printed."""
@@ -319,6 +320,7 @@ def main():
     shot.add_argument("file")
     shot.add_argument("--name", required=True)
     commands.add_parser("shrink").add_argument("files", nargs="+")
+    commands.add_parser("lightness").add_argument("file")
     arguments = parser.parse_args()
 
     if arguments.command == "shot":
@@ -327,6 +329,11 @@ def main():
     if arguments.command == "shrink":
         for path in arguments.files:
             write_png(path, *read_png_rows(path))
+        return 0
+
+    if arguments.command == "lightness":
+        width, height, rows = read_png_rows(arguments.file)
+        print(round(sum(sum(row) for row in rows) / (width * height * 3)))
         return 0
 
     Atspi.init()
