@@ -14,7 +14,8 @@ photographs windows of the X display.
     ui.py reach PID --window NAME          presses Tab round the window; lists the actionable
                                            controls the focus never reached
     ui.py shot FILE --name WINDOW-NAME     writes the X window of that name as a PNG
-    ui.py shrink FILE…                     rewrites PNGs with a palette where one is enough
+    ui.py shrink FILE…                     rewrites PNGs with a palette of their 256 most used
+                                           colours, each other colour drawn as its nearest
     ui.py lightness FILE                   a PNG's mean lightness, 0 (black) to 255 (white)
 
 ROLE is an AT-SPI role's nick (push button, check box, text, page tab, …). --window limits a
@@ -262,6 +263,24 @@ def read_png_rows(path):
     return width, height, rows
 
 
+def quantized(rows):
+    """The rows with every colour outside the 256 most used replaced by its nearest among them:
+    a user interface's pictures are mostly a few flat colours, with the rest at text edges."""
+    counts = {}
+    for row in rows:
+        for offset in range(0, len(row), 3):
+            colour = row[offset:offset + 3]
+            counts[colour] = counts.get(colour, 0) + 1
+    kept = sorted(counts, key=counts.get, reverse=True)[:256]
+    nearest = {colour: colour for colour in kept}
+
+    def closest(colour):
+        if colour not in nearest:
+            nearest[colour] = min(kept, key=lambda k: sum((a - b) ** 2 for a, b in zip(k, colour)))
+        return nearest[colour]
+    return [b"".join(closest(row[i:i + 3]) for i in range(0, len(row), 3)) for row in rows]
+
+
 def shoot(path, window_name):
     from Xlib import X, display  # only this command needs the X bindings
     connection = display.Display()
@@ -328,7 +347,8 @@ def main():
         return 0
     if arguments.command == "shrink":
         for path in arguments.files:
-            write_png(path, *read_png_rows(path))
+            width, height, rows = read_png_rows(path)
+            write_png(path, width, height, quantized(rows))
         return 0
 
     if arguments.command == "lightness":
