@@ -15,6 +15,7 @@ ui_do "page tab" General
 ui_wait "push button" "Keyboard shortcut"
 record() { # COMBINATION: typed into the recorder, as a person does after clicking it
     ui_do "push button" "Keyboard shortcut"
+    wait_kestrelle_shows "Press a key combination." 5
     press "$1"
 }
 record ctrl+shift+k
