@@ -51,6 +51,10 @@ QtHotkeyRecorderButton::QtHotkeyRecorderButton(std::shared_ptr<HotkeyRecorderMod
         const auto title = toQString(model_->buttonTitle());
         setText(title);
         setAccessibleDescription(title);
+        if (model_->isRecording() != grabsKeyboard_) {
+            grabsKeyboard_ = model_->isRecording();
+            grabsKeyboard_ ? grabKeyboard() : releaseKeyboard();
+        }
     });
 }
 

@@ -7,6 +7,8 @@ key, released in the reverse order, with short gaps between the events.
     keys.py --up alt+space      releases it (in the reverse order)
     keys.py --type              types the text on standard input, character by character
     keys.py --restore           takes out of the keyboard map what --type put in
+    keys.py --hold ctrl+alt+f   grabs one combination as another program would, until killed
+    keys.py --free ctrl+alt+f   succeeds when no program holds that combination
 
 A combination is key names joined by "+": X keysym names (space, Return, Escape, a, F5) and the
 aliases alt, ctrl, shift and super for the left modifier keys.
@@ -80,6 +82,22 @@ class Keyboard:
             additions.write(f"{self.first + spare}\n")
         return self.first + spare
 
+    def grab(self, text):
+        """Grabs the combination with every lock variant; False when another client holds it."""
+        codes = self.combination(text)
+        masks = {"Shift_L": X.ShiftMask, "Control_L": X.ControlMask, "Alt_L": X.Mod1Mask,
+                 "Super_L": X.Mod4Mask}
+        modifiers = 0
+        for name in text.split("+")[:-1]:
+            modifiers |= masks[ALIASES.get(name.lower(), name)]
+        refused = []
+        root = self.connection.screen().root
+        for locks in (0, X.LockMask, X.Mod2Mask, X.LockMask | X.Mod2Mask):
+            root.grab_key(codes[-1], modifiers | locks, True, X.GrabModeAsync, X.GrabModeAsync,
+                          onerror=lambda *error: refused.append(error) or True)
+        self.connection.sync()
+        return not refused
+
     def restore(self):
         try:
             with open(self.additions, encoding="ascii") as additions:
@@ -96,7 +114,7 @@ class Keyboard:
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     mode = parser.add_mutually_exclusive_group()
-    for option in ("--down", "--up", "--type", "--restore"):
+    for option in ("--down", "--up", "--type", "--restore", "--hold", "--free"):
         mode.add_argument(option, action="store_true")
     parser.add_argument("--gap-ms", type=float, default=10, help="between two key events")
     parser.add_argument("combinations", nargs="*")
@@ -105,6 +123,13 @@ def main():
     try:
         if arguments.restore:
             keyboard.restore()
+        elif arguments.hold or arguments.free:
+            (combination,) = arguments.combinations
+            if not keyboard.grab(combination):
+                return 1  # held by another program
+            if arguments.hold:
+                print("holding", flush=True)
+                time.sleep(3600)
         elif arguments.type:
             sys.stdin.reconfigure(encoding="utf-8")
             for character in sys.stdin.read():
