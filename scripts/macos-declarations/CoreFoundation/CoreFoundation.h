@@ -36,9 +36,10 @@ extern const CFAllocatorRef kCFAllocatorDefault; // https://developer.apple.com/
 extern const CFAllocatorRef kCFAllocatorNull; // https://developer.apple.com/documentation/corefoundation/kcfallocatornull
 CFTypeID CFGetTypeID(CFTypeRef cf); // https://developer.apple.com/documentation/corefoundation/cfgettypeid(_:)
 CFTypeID CFDataGetTypeID(void); // https://developer.apple.com/documentation/corefoundation/cfdatagettypeid()
-const UInt8 *CFDataGetBytePtr(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetbyteptr(_:)
-CFIndex CFDataGetLength(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetlength(_:)
-CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8 *bytes, CFIndex length, CFAllocatorRef bytesDeallocator) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/corefoundation/cfdatacreatewithbytesnocopy(_:_:_:_:)
+const UInt8 *CFDataGetBytePtr(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetbyteptr(_:).md
+CFIndex CFDataGetLength(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetlength(_:).md
+// Owned by the Create rule: https://developer.apple.com/library/archive/documentation/CoreFoundation/Conceptual/CFMemoryMgmt/Concepts/Ownership.html
+CFDataRef _Nullable CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8 *bytes, CFIndex length, CFAllocatorRef bytesDeallocator) CF_RETURNS_RETAINED; // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfdatacreatewithbytesnocopy(_:_:_:_:).md
 KESTRELLE_C_END
 
 #ifdef __OBJC__
