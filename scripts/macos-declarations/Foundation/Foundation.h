@@ -11,3 +11,7 @@
 @interface NSUserDefaults (PlatformMembers)
 - (nullable instancetype)initWithSuiteName:(nullable NSString *)suitename; // https://developer.apple.com/documentation/foundation/userdefaults/init(suitename:).md
 @end
+
+@interface NSTimer (PlatformMembers)
+@property NSTimeInterval tolerance; // https://developer.apple.com/documentation/foundation/timer/tolerance.md
+@end
