@@ -30,7 +30,11 @@ check "every control of the removal question is named" \
 ui_do "push button" Cancel --window "Remove password?"
 
 fixture_focus gtk text
-approve_and_open_picker
+press_shortcut
+wait_for 10 "the fingerprint prompt" kestrelle_shows "Touch the fingerprint reader."
+check "the fingerprint prompt and its button are named" ui unnamed "$KESTRELLE_PID" --window Kestrelle
+touch_reader enrolled
+wait_picker
 picker="Kestrelle password picker"
 check "every control of the picker is named" ui unnamed "$KESTRELLE_PID" --window "$picker"
 check "the picker's rows read as list items named by their labels" \

@@ -401,8 +401,15 @@ def main():
             print(f"not reached by Tab: {name}")
         return 1 if missed else 0
     # unnamed
+    tops = windows(arguments.pid, arguments.window)
+    if arguments.window and not tops:
+        print(f"no window named {arguments.window!r}")
+        return 1
     missing = 0
-    for top in windows(arguments.pid, arguments.window):
+    for top in tops:
+        if showing(top) and not (top.get_name() or "").strip():
+            print(f"no name: the window {role_nick(top)}")
+            missing += 1
         for _depth, node in walk(top):
             if not showing(node):
                 continue
