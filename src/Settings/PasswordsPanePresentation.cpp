@@ -49,7 +49,7 @@ SettingsStatusLabel biometricsLine(BiometricAvailability availability, bool mac)
         break;
     }
     return {text("Supported biometric authentication is unavailable on this Mac.",
-                 "Supported biometric authentication is unavailable on this computer."),
+                 "Approval is unavailable on this computer."),
             "xmark.circle.fill", SettingsTone::critical};
 }
 
@@ -82,13 +82,18 @@ PasswordsPanePresentation::make(const PasswordSettingsSnapshot& snapshot,
                                 bool storeBindsBiometrics, PlatformTraits::SystemNames names) {
     const bool mac = names == PlatformTraits::SystemNames::macOS;
     // Linux desktops have no settings page to link to for this.
-    PasswordsPanePresentation pane{.biometricsSectionTitle = mac ? "Biometrics" : "Approval",
-                                   .biometrics = biometricsLine(availability, mac),
-                                   .protectionCaption = std::nullopt,
-                                   .showsBiometricSettingsButton =
-                                       mac && !availability.isAvailable(),
-                                   .rows = {},
-                                   .error = std::nullopt};
+    PasswordsPanePresentation pane{
+        .caption = std::string("Labels may repeat, and this order is the "
+                               "picker's order. Every saved change needs a "
+                               "new ") +
+                   (mac ? "biometric approval" : "approval") +
+                   ", and stored passwords are never shown in Settings.",
+        .biometricsSectionTitle = mac ? "Biometrics" : "Approval",
+        .biometrics = biometricsLine(availability, mac),
+        .protectionCaption = std::nullopt,
+        .showsBiometricSettingsButton = mac && !availability.isAvailable(),
+        .rows = {},
+        .error = std::nullopt};
     if (!storeBindsBiometrics) {
         pane.protectionCaption = SettingsCaption{"Saved passwords are kept in your login keyring, "
                                                  "and Kestrelle asks for your approval before "

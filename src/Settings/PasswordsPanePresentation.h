@@ -44,9 +44,6 @@ struct PasswordsPanePresentation {
     static constexpr std::string_view addSymbol = "plus";
     static constexpr std::string_view emptyTitle = "No Passwords";
     static constexpr std::string_view emptyText = "Add a password to use Kestrelle.";
-    static constexpr std::string_view caption =
-        "Labels may repeat, and this order is the picker's order. Every saved change needs a new "
-        "biometric approval, and stored passwords are never shown in Settings.";
     static constexpr std::string_view deleteCancelTitle = "Cancel";
     static constexpr std::string_view deleteConfirmTitle = "Remove";
 
@@ -58,6 +55,8 @@ struct PasswordsPanePresentation {
                                           bool isBusy, bool storeBindsBiometrics,
                                           PlatformTraits::SystemNames names);
 
+    // Under the list.
+    std::string caption;
     std::string biometricsSectionTitle;
     SettingsStatusLabel biometrics;
     // Under the biometrics line, what protects the passwords where the secret store does not

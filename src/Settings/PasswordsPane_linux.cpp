@@ -102,7 +102,7 @@ QtPasswordsPane::QtPasswordsPane(std::shared_ptr<SettingsViewModel> model, QWidg
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(biometricsBox_);
     layout->addWidget(entriesBox, 1);
-    layout->addWidget(makeCaption(Pane::caption, this));
+    layout->addWidget(makeCaption(model_->passwordsPane().caption, this));
     layout->addWidget(error_);
 
     subscriptions_.push_back(model_->subscribePanes([this] { redraw(); }));

@@ -253,7 +253,8 @@ TEST_F(SettingsViewModelTest, OnLinuxNoTextNamesMacOSAndNoLinkIntoItsSettingsIsO
             PasswordsPanePresentation::make({}, availability, std::nullopt, false, false,
                                             PlatformTraits::SystemNames::linuxDesktop);
         EXPECT_FALSE(pane.showsBiometricSettingsButton);
-        texts.insert(texts.end(), {pane.biometricsSectionTitle, pane.biometrics.text});
+        texts.insert(texts.end(),
+                     {pane.biometricsSectionTitle, pane.biometrics.text, pane.caption});
     }
     for (const auto& open : {std::function([&] { onLinux->beginEdit(row(0)); }),
                              std::function([&] { onLinux->beginAdd(); })}) {
@@ -266,7 +267,9 @@ TEST_F(SettingsViewModelTest, OnLinuxNoTextNamesMacOSAndNoLinkIntoItsSettingsIsO
                                    std::string(editor->progressText().value())});
     }
     for (const auto& text : texts) {
-        for (const auto* macOnly : {"Touch ID", "Face ID", "Mac", "Keychain", "System Settings"}) {
+        // The approval may be the account password.
+        for (const auto* macOnly :
+             {"Touch ID", "Face ID", "Mac", "Keychain", "System Settings", "biometric"}) {
             EXPECT_EQ(text.find(macOnly), std::string::npos) << text;
         }
     }
