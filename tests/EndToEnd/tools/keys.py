@@ -6,7 +6,8 @@ key, released in the reverse order, with short gaps between the events.
     keys.py --down alt+space    presses and holds one combination
     keys.py --up alt+space      releases it (in the reverse order)
     keys.py --type              types the text on standard input, character by character
-    keys.py --restore           takes out of the keyboard map what --type put in
+    keys.py --restore           takes out of the keyboard map what --type put in, and releases
+                                what --down still holds
 
 A combination is key names joined by "+": X keysym names (space, Return, Escape, a, F5) and the
 aliases alt, ctrl, shift and super for the left modifier keys.
@@ -35,6 +36,7 @@ class Keyboard:
         count = self.connection.display.info.max_keycode - self.first + 1
         self.mapping = [list(row) for row in self.connection.get_keyboard_mapping(self.first, count)]
         self.additions = os.path.join(os.environ["E2E_DIR"], "keymap-additions")
+        self.held = os.path.join(os.environ["E2E_DIR"], "keys-held")
 
     def send(self, event_type, codes):
         for code in codes:
@@ -80,17 +82,34 @@ class Keyboard:
             additions.write(f"{self.first + spare}\n")
         return self.first + spare
 
+    def hold(self, codes, down):
+        """Notes which keys --down holds, so that --restore can release them."""
+        held = read_codes(self.held) - set(codes)
+        if down:
+            held |= set(codes)
+        with open(self.held, "w", encoding="ascii") as file:
+            file.writelines(f"{code}\n" for code in sorted(held))
+
     def restore(self):
-        try:
-            with open(self.additions, encoding="ascii") as additions:
-                codes = {int(line) for line in additions if line.strip()}
-        except FileNotFoundError:
+        # A scenario that failed while holding a key must not leave it down for the next one.
+        self.send(X.KeyRelease, sorted(read_codes(self.held)))
+        if os.path.exists(self.held):
+            os.remove(self.held)
+        if not os.path.exists(self.additions):
             return
         width = len(self.mapping[0])
-        for code in codes:
+        for code in read_codes(self.additions):
             self.connection.change_keyboard_mapping(code, [[X.NoSymbol] * width])
         self.connection.sync()
         os.remove(self.additions)
+
+
+def read_codes(path):
+    try:
+        with open(path, encoding="ascii") as file:
+            return {int(line) for line in file if line.strip()}
+    except FileNotFoundError:
+        return set()
 
 
 def main():
@@ -112,6 +131,8 @@ def main():
         else:
             combinations = [keyboard.combination(c) for c in arguments.combinations]
             for codes in combinations:
+                if arguments.down or arguments.up:
+                    keyboard.hold(codes, arguments.down)
                 if not arguments.up:
                     keyboard.send(X.KeyPress, codes)
                 if not arguments.down:
