@@ -272,3 +272,27 @@ lock_screen() {
         -m org.freedesktop.DBus.Mock.EmitSignal org.freedesktop.ScreenSaver ActiveChanged b \
         '[<true>]' >/dev/null
 }
+
+# logind on the run's system bus, with one session of this user, started before kestrelle so that
+# it finds its session. logind resolves GetSession("auto") to the caller's session; the mock
+# only appends the argument to the path, so it is taught the answer.
+start_logind() {
+    start_process logind "$E2E_PYTHON" -m dbusmock --system --template logind
+    wait_for 10 "logind on the system bus" eval gdbus introspect --system -d org.freedesktop.login1 \
+        -o /org/freedesktop/login1 "&>/dev/null"
+    logind_mock AddSession "'e2e'" "'seat0'" "uint32 $(id -u)" "'$(id -un)'" true
+    logind_mock AddMethod org.freedesktop.login1.Manager GetSession s o \
+        "'ret = \"$E2E_LOGIN_SESSION\"'"
+}
+E2E_LOGIN_SESSION=/org/freedesktop/login1/session/e2e
+logind_mock() { # METHOD ARGUMENT…: a call of the mock's own interface on logind's manager
+    gdbus call --system -d org.freedesktop.login1 -o /org/freedesktop/login1 \
+        -m "org.freedesktop.DBus.Mock.$@" >/dev/null
+}
+lock_session() { # logind's Lock for this session, as `loginctl lock-session` makes it
+    gdbus call --system -d org.freedesktop.login1 -o "$E2E_LOGIN_SESSION" \
+        -m org.freedesktop.DBus.Mock.EmitSignal org.freedesktop.login1.Session Lock '' '[]' >/dev/null
+}
+prepare_for_sleep() { # true|false: logind's announcement before a suspend, and after the resume
+    logind_mock EmitSignal org.freedesktop.login1.Manager PrepareForSleep b "[<$1>]"
+}
