@@ -14,6 +14,7 @@
 #include "Invocation/PasteboardService_linux.h"
 #include "Picker/PasswordPickerPanel_linux.h"
 #include "Preferences/JsonKeyValueStore.h"
+#include "Runtime/JournalLogSink_linux.h"
 #include "Runtime/KestrelleError.h"
 #include "Runtime/Logger.h"
 #include "Runtime/MainQueueExecutor.h"
@@ -50,6 +51,7 @@ std::filesystem::path runningExecutable() {
 }
 
 int run(int argc, char** argv) {
+    Logger::setSink(std::make_shared<JournalLogSink>());
     // The shortcut, the focus, the typing and the clipboard all speak X11.
     if (std::getenv("DISPLAY") == nullptr) {
         std::fputs("kestrelle: no X display. Kestrelle needs an X11 session (or XWayland).\n",

@@ -199,14 +199,19 @@ click_status_item() { "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" click "$@"; } # 
 start_kestrelle() { # [ARGUMENT…]
     [[ -x $KESTRELLE ]] ||
         fail "this scenario needs kestrelle, which is not built: $KESTRELLE (built from src/App/main_linux.cpp)"
+    # Each wrapper execs, so the process keeps the id its status item is found by.
+    local command=("$KESTRELLE" "$@")
     # With E2E_KESTRELLE_FAKETIME (e.g. "+0 x20") its clock runs under libfaketime.
     if [[ -n ${E2E_KESTRELLE_FAKETIME:-} ]]; then
-        # env execs, so the process keeps the id its status item is found by.
-        start_process kestrelle env LD_PRELOAD="$(dpkg -L libfaketime | grep -m1 '/libfaketime\.so')" \
-            FAKETIME="$E2E_KESTRELLE_FAKETIME" "$KESTRELLE" "$@"
-    else
-        start_process kestrelle "$KESTRELLE" "$@"
+        command=(env LD_PRELOAD="$(dpkg -L libfaketime | grep -m1 '/libfaketime\.so')"
+            FAKETIME="$E2E_KESTRELLE_FAKETIME" "${command[@]}")
     fi
+    # With E2E_KESTRELLE_RUN_DIR, it sees that directory as /run (in a mount namespace of its own).
+    if [[ -n ${E2E_KESTRELLE_RUN_DIR:-} ]]; then
+        command=(unshare --map-current-user --mount sh -c 'mount --bind "$0" /run && exec "$@"'
+            "$E2E_KESTRELLE_RUN_DIR" "${command[@]}")
+    fi
+    start_process kestrelle "${command[@]}"
     KESTRELLE_PID=$started_pid
     "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" labels --pid "$KESTRELLE_PID" --timeout 15 >/dev/null ||
         fail "kestrelle showed no status item (see $E2E_LOG_DIR/kestrelle.log)"
@@ -318,4 +323,27 @@ check_focus_change_stops_typing() {
     check "at most the key on its way landed in the other field" [ "${#other}" -le 1 ]
     check "the first field holds a beginning of the password, not all of it" \
         eval 'typed=$(fixture_value gtk text); [[ -n $typed && $long == "$typed"* && $typed != "$long" ]]'
+}
+
+# A stand-in for systemd's journal (tools/journal.py) at $E2E_DIR/run/systemd/journal/socket,
+# which kestrelle reaches with E2E_KESTRELLE_RUN_DIR=$E2E_DIR/run; the entries it receives are JSON
+# lines of $E2E_LOG_DIR/journal.jsonl, which journal_has reads.
+start_journal() {
+    start_process journal "$E2E_PYTHON" "$E2E_TOOLS/journal.py" \
+        "$E2E_DIR/run/systemd/journal/socket" "$E2E_LOG_DIR/journal.jsonl"
+    wait_for 10 "the journal's socket" grep -q listening "$E2E_LOG_DIR/journal.log"
+}
+journal_has() { # COUNT FIELD=VALUE…: exactly COUNT entries have all these fields
+    "$E2E_PYTHON" - "$E2E_LOG_DIR/journal.jsonl" "$@" <<'PY'
+import json, sys
+path, count, *wanted = sys.argv[1:]
+wanted = dict(field.split("=", 1) for field in wanted)
+try:
+    with open(path, encoding="utf-8") as file:
+        entries = [json.loads(line) for line in file]
+except FileNotFoundError:
+    entries = []
+matches = [e for e in entries if all(e.get(k) == v for k, v in wanted.items())]
+sys.exit(0 if len(matches) == int(count) and not any("malformed" in e for e in entries) else 1)
+PY
 }
