@@ -6,8 +6,10 @@ key, released in the reverse order, with short gaps between the events.
     keys.py --down alt+space    presses and holds one combination
     keys.py --up alt+space      releases it (in the reverse order)
     keys.py --type              types the text on standard input, character by character
-    keys.py --restore           takes out of the keyboard map what --type put in, and releases
-                                what --down still holds
+    keys.py --move space        moves a key's symbols to a spare key code, as a remapped
+                                keyboard would
+    keys.py --restore           takes out of the keyboard map what --type and --move put in, and
+                                releases what --down still holds
 
 A combination is key names joined by "+": X keysym names (space, Return, Escape, a, F5) and the
 aliases alt, ctrl, shift and super for the left modifier keys.
@@ -16,6 +18,7 @@ aliases alt, ctrl, shift and super for the left modifier keys.
 --restore (the harness restores at the end of each scenario): a toolkit that reloads the map
 when told of a change would otherwise read it back after it was restored and lose the key."""
 import argparse
+import json
 import os
 import sys
 import time
@@ -37,6 +40,7 @@ class Keyboard:
         self.mapping = [list(row) for row in self.connection.get_keyboard_mapping(self.first, count)]
         self.additions = os.path.join(os.environ["E2E_DIR"], "keymap-additions")
         self.held = os.path.join(os.environ["E2E_DIR"], "keys-held")
+        self.saved = os.path.join(os.environ["E2E_DIR"], "keymap-saved.json")
 
     def send(self, event_type, codes):
         for code in codes:
@@ -71,9 +75,7 @@ class Keyboard:
         return [self.bind(keysym)]
 
     def bind(self, keysym):
-        spare = max((i for i, row in enumerate(self.mapping) if not any(row)), default=None)
-        if spare is None:
-            raise LookupError("no spare key code left to bind a character to")
+        spare = self.spare()
         row = [keysym, keysym] + [X.NoSymbol] * (len(self.mapping[spare]) - 2)
         self.connection.change_keyboard_mapping(self.first + spare, [row])
         self.connection.sync()
@@ -81,6 +83,29 @@ class Keyboard:
         with open(self.additions, "a", encoding="ascii") as additions:
             additions.write(f"{self.first + spare}\n")
         return self.first + spare
+
+    def spare(self):
+        spare = max((i for i, row in enumerate(self.mapping) if not any(row)), default=None)
+        if spare is None:
+            raise LookupError("no spare key code left to bind a character to")
+        return spare
+
+    def move(self, name):
+        """Moves the symbols of the key named to a spare key code; --restore moves them back."""
+        old = self.combination(name)[0] - self.first
+        new = self.spare()
+        saved = {}
+        if os.path.exists(self.saved):
+            with open(self.saved, encoding="ascii") as file:
+                saved = json.load(file)
+        for index in (old, new):
+            saved.setdefault(str(self.first + index), self.mapping[index])
+        with open(self.saved, "w", encoding="ascii") as file:
+            json.dump(saved, file)
+        self.mapping[new], self.mapping[old] = self.mapping[old], [X.NoSymbol] * len(self.mapping[old])
+        for index in (old, new):
+            self.connection.change_keyboard_mapping(self.first + index, [self.mapping[index]])
+        self.connection.sync()
 
     def hold(self, codes, down):
         """Notes which keys --down holds, so that --restore can release them."""
@@ -95,6 +120,12 @@ class Keyboard:
         self.send(X.KeyRelease, sorted(read_codes(self.held)))
         if os.path.exists(self.held):
             os.remove(self.held)
+        if os.path.exists(self.saved):
+            with open(self.saved, encoding="ascii") as file:
+                for code, row in json.load(file).items():
+                    self.connection.change_keyboard_mapping(int(code), [row])
+            self.connection.sync()
+            os.remove(self.saved)
         if not os.path.exists(self.additions):
             return
         width = len(self.mapping[0])
@@ -115,7 +146,7 @@ def read_codes(path):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     mode = parser.add_mutually_exclusive_group()
-    for option in ("--down", "--up", "--type", "--restore"):
+    for option in ("--down", "--up", "--type", "--move", "--restore"):
         mode.add_argument(option, action="store_true")
     parser.add_argument("--gap-ms", type=float, default=10, help="between two key events")
     parser.add_argument("combinations", nargs="*")
@@ -124,6 +155,9 @@ def main():
     try:
         if arguments.restore:
             keyboard.restore()
+        elif arguments.move:
+            for name in arguments.combinations:
+                keyboard.move(name)
         elif arguments.type:
             sys.stdin.reconfigure(encoding="utf-8")
             for character in sys.stdin.read():
