@@ -18,10 +18,36 @@ set_target_properties(kestrelle_linux PROPERTIES AUTOMOC ON)
 if(EXISTS "${PROJECT_SOURCE_DIR}/src/App/main_linux.cpp")
     add_executable(kestrelle "${PROJECT_SOURCE_DIR}/src/App/main_linux.cpp")
     target_link_libraries(kestrelle PRIVATE kestrelle_linux)
+    target_compile_definitions(kestrelle PRIVATE KESTRELLE_VERSION="${PROJECT_VERSION}")
     install(TARGETS kestrelle RUNTIME DESTINATION bin)
+    install(FILES "${PROJECT_SOURCE_DIR}/packaging/linux/kestrelle.1" DESTINATION share/man/man1)
 endif()
 
-# The polkit action of the password approval (see packaging/linux/README.md for where polkit
-# looks).
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/linux/app.kestrelle.Kestrelle.policy"
-    DESTINATION share/polkit-1/actions)
+# What a desktop needs beside the program: its menu entry and icon, and the polkit action of the
+# password approval (see packaging/linux/README.md for where polkit looks).
+set(packaging "${PROJECT_SOURCE_DIR}/packaging/linux")
+install(FILES "${packaging}/app.kestrelle.Kestrelle.desktop" DESTINATION share/applications)
+install(FILES "${packaging}/app.kestrelle.Kestrelle.svg"
+    DESTINATION share/icons/hicolor/scalable/apps)
+install(FILES "${packaging}/app.kestrelle.Kestrelle.policy" DESTINATION share/polkit-1/actions)
+
+# A Debian package of the installed files (scripts/package; cpack in a configured build folder).
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME kestrelle)
+set(CPACK_PACKAGE_VENDOR Kestrelle)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "types saved passwords into other applications")
+set(CPACK_PACKAGE_DESCRIPTION "A tray utility for X11 desktops: press Ctrl+Alt+Space in a text
+field, approve with a fingerprint or the account password, pick a password, and it is typed into
+that very field, which is checked before every key. Without a field the password is copied,
+marked as secret for clipboard managers, and cleared after 60 seconds. Passwords live in the
+login keyring through the Secret Service.")
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Kestrelle developers <developers@kestrelle.app>")
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The services it talks to at run time, which no library link names.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, gnome-keyring")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "fprintd")
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+include(CPack)

@@ -1,6 +1,7 @@
 // The Linux (X11) program: the portable app on the Qt event loop, with the desktop's services.
 #include "App/AppCoordinator.h"
 #include "App/ApplicationLifecycle.h"
+#include "App/CommandLine.h"
 #include "App/RunningInstances_linux.h"
 #include "App/SessionInterruptions_linux.h"
 #include "App/SettingsWindow_linux.h"
@@ -29,9 +30,12 @@
 #include "System/SystemWorkspace_linux.h"
 
 #include <QApplication>
+#include <QDBusConnection>
 #include <QUrl>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 namespace kestrelle {
 namespace {
@@ -52,6 +56,12 @@ std::filesystem::path runningExecutable() {
 
 int run(int argc, char** argv) {
     Logger::setSink(std::make_shared<JournalLogSink>());
+    // Before Qt, which would take options of its own and need a display.
+    const std::vector<std::string_view> arguments(argv + std::min(argc, 1), argv + argc);
+    if (const auto exit = CommandLine::exitFor(arguments, KESTRELLE_VERSION)) {
+        std::fputs(exit->text.c_str(), exit->toStandardError ? stderr : stdout);
+        return exit->status;
+    }
     // The shortcut, the focus, the typing and the clipboard all speak X11.
     if (std::getenv("DISPLAY") == nullptr) {
         std::fputs("kestrelle: no X display. Kestrelle needs an X11 session (or XWayland).\n",
@@ -62,6 +72,15 @@ int run(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Kestrelle"));
     QApplication::setQuitOnLastWindowClosed(ApplicationLifecycle::terminatesAfterLastWindowClosed);
+    // The keyring, the fields' accessibility, the tray and the one running copy are all reached
+    // through the session bus: without it nothing Kestrelle offers could work. A missing Secret
+    // Service alone is told where a password is needed, as the bus may still start one.
+    if (!QDBusConnection::sessionBus().isConnected()) {
+        std::fputs("kestrelle: no D-Bus session bus. Kestrelle needs the desktop session's bus "
+                   "(DBUS_SESSION_BUS_ADDRESS).\n",
+                   stderr);
+        return 1;
+    }
 
     MainQueueExecutor executor;
     AtomicFileWriter writer;

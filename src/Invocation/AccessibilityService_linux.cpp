@@ -6,7 +6,10 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
+#include <QObject>
 #include <QString>
+#include <QStringList>
+#include <QVariantMap>
 #include <atspi/atspi.h>
 #include <cstring>
 
@@ -77,12 +80,16 @@ std::vector<AccessibilityElement> childrenOf(AtspiAccessible* parent) {
     return children;
 }
 
+const QString busService = QStringLiteral("org.a11y.Bus");
+const QString busPath = QStringLiteral("/org/a11y/bus");
+const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
+const QString statusInterface = QStringLiteral("org.a11y.Status");
+const QString enabledProperty = QStringLiteral("IsEnabled");
+
 QDBusMessage statusCall(const QString& method, QVariantList arguments) {
-    auto call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-        QStringLiteral("org.freedesktop.DBus.Properties"), method);
-    arguments.prepend(QStringLiteral("IsEnabled"));
-    arguments.prepend(QStringLiteral("org.a11y.Status"));
+    auto call = QDBusMessage::createMethodCall(busService, busPath, propertiesInterface, method);
+    arguments.prepend(enabledProperty);
+    arguments.prepend(statusInterface);
     call.setArguments(arguments);
     return QDBusConnection::sessionBus().call(call, QDBus::Block, statusCallTimeoutMilliseconds);
 }
@@ -144,8 +151,49 @@ private:
 
 } // namespace
 
+struct StateSnapshot {
+    GObjectPtr<AtspiAccessible> element;
+    GObjectPtr<AtspiStateSet> states;
+};
+
+// The accessibility bus's switch as its daemon last announced it.
+class AccessibilityBusSwitch final : public QObject {
+    Q_OBJECT
+
+public:
+    AccessibilityBusSwitch() {
+        QDBusConnection::sessionBus().connect(
+            busService, busPath, propertiesInterface, QStringLiteral("PropertiesChanged"), this,
+            SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
+    }
+
+    bool isEnabled() {
+        if (!enabled_) {
+            enabled_ = AtspiAccessibilityService::isAccessibilityBusEnabled();
+        }
+        return enabled_;
+    }
+
+public Q_SLOTS:
+    void propertiesChanged(const QString& interface, const QVariantMap& changed,
+                           const QStringList& invalidated) {
+        if (interface != statusInterface) {
+            return;
+        }
+        if (const auto value = changed.constFind(enabledProperty); value != changed.cend()) {
+            enabled_ = value->toBool();
+        } else if (invalidated.contains(enabledProperty)) {
+            enabled_ = false;
+        }
+    }
+
+private:
+    bool enabled_ = false;
+};
+
 AtspiAccessibilityService::AtspiAccessibilityService(Executor& mainQueue)
-    : mainQueue_(mainQueue), connected_([] {
+    : mainQueue_(mainQueue), busSwitch_(std::make_unique<AccessibilityBusSwitch>()),
+      snapshot_(std::make_shared<StateSnapshot>()), connected_([] {
           // 1: already connected, by an earlier service of this process.
           static const int status = atspi_init();
           return status == 0 || status == 1;
@@ -153,6 +201,12 @@ AtspiAccessibilityService::AtspiAccessibilityService(Executor& mainQueue)
     if (!connected_) {
         logger.error("Could not connect to the accessibility bus");
     }
+}
+
+AtspiAccessibilityService::~AtspiAccessibilityService() = default;
+
+bool AtspiAccessibilityService::isProcessTrusted() {
+    return busSwitch_->isEnabled();
 }
 
 bool AtspiAccessibilityService::isAccessibilityBusEnabled() {
@@ -207,12 +261,23 @@ AccessibilityValue AtspiAccessibilityService::attribute(const AccessibilityEleme
     if (!state) {
         return {};
     }
-    const GObjectPtr<AtspiStateSet> states(atspi_accessible_get_state_set(accessible));
+    if (snapshot_->element.get() != accessible) {
+        if (!snapshot_->element) {
+            mainQueue_.post([weakSnapshot = std::weak_ptr(snapshot_)] {
+                if (const auto snapshot = weakSnapshot.lock()) {
+                    *snapshot = {};
+                }
+            });
+        }
+        snapshot_->element.reset(static_cast<AtspiAccessible*>(g_object_ref(accessible)));
+        snapshot_->states.reset(atspi_accessible_get_state_set(accessible));
+    }
+    auto* states = snapshot_->states.get();
     // A failed read reports the element as defunct.
-    if (!states || atspi_state_set_contains(states.get(), ATSPI_STATE_DEFUNCT)) {
+    if (!states || atspi_state_set_contains(states, ATSPI_STATE_DEFUNCT)) {
         return {};
     }
-    return static_cast<bool>(atspi_state_set_contains(states.get(), *state));
+    return static_cast<bool>(atspi_state_set_contains(states, *state));
 }
 
 std::optional<AccessibilityElement>
@@ -307,3 +372,5 @@ AtspiAccessibilityService::createObserver(std::int32_t, std::function<void()> on
 }
 
 } // namespace kestrelle
+
+#include "AccessibilityService_linux.moc"

@@ -3,7 +3,12 @@
 #include "Invocation/AccessibilityService.h"
 #include "Runtime/Executor.h"
 
+#include <memory>
+
 namespace kestrelle {
+
+class AccessibilityBusSwitch;
+struct StateSnapshot;
 
 // The accessibility service over AT-SPI (libatspi), on the session's accessibility bus. An element
 // is an AtspiAccessible, identified by its application's bus name and its object path. The
@@ -18,6 +23,8 @@ namespace kestrelle {
 // application, including the first calls to an application that just started (which libatspi
 // would otherwise wait on for up to 15 s). It does not bound the process-identifier question,
 // which goes to the accessibility bus's daemon.
+// A validation reads an element's states several times in a row, each read a round trip to its
+// application, so the states read last are kept until the main queue's next task.
 // focusedElementChanged is the application's "object:state-changed:focused" event for an element
 // that gained the focus. libatspi hands events out inside any of its calls, so each one is posted
 // to `mainQueue` and never runs inside a read.
@@ -25,6 +32,9 @@ class AtspiAccessibilityService final : public AccessibilityService {
 public:
     // Connects to the accessibility bus; without it every read finds nothing.
     explicit AtspiAccessibilityService(Executor& mainQueue);
+    ~AtspiAccessibilityService() override;
+    AtspiAccessibilityService(const AtspiAccessibilityService&) = delete;
+    AtspiAccessibilityService& operator=(const AtspiAccessibilityService&) = delete;
 
     // Whether the session's accessibility bus is on (org.a11y.Status IsEnabled): the trust probe.
     static bool isAccessibilityBusEnabled();
@@ -33,7 +43,9 @@ public:
     // expose theirs either way.
     static void enableAccessibilityBus();
 
-    bool isProcessTrusted() override { return isAccessibilityBusEnabled(); }
+    // Asked before every key typed, so the switch is followed by its change signal rather than
+    // asked each time (a round trip of about a millisecond); while off, it is asked again.
+    bool isProcessTrusted() override;
     // An element that reads as nothing when no application on the bus has that process.
     AccessibilityElement applicationElement(std::int32_t processIdentifier) override;
     void setMessagingTimeout(const AccessibilityElement& element,
@@ -52,6 +64,8 @@ public:
 
 private:
     Executor& mainQueue_;
+    const std::unique_ptr<AccessibilityBusSwitch> busSwitch_;
+    const std::shared_ptr<StateSnapshot> snapshot_;
     // libatspi stops the process on any call once its connection has failed.
     const bool connected_;
 };

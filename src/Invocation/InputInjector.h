@@ -37,10 +37,12 @@ public:
     static constexpr std::uint16_t virtualKey = 0;
     // Through the keymap, at most this many code points are typed between two full checks. Keys
     // go wherever the focus is, so only a key already on its way when the focus moved can land
-    // in the next field: with a check before every key (1 to 3 ms each on AT-SPI) one did in
-    // about one run in four, and with one every second key at 1 ms apart, in most runs.
+    // in the next field: with a check before every key (about 1.5 ms on AT-SPI) none did in ten
+    // runs, and with one every second key at 1 ms apart, more than one did in most runs.
     static constexpr int codePointsPerCheck = 1;
-    // Between keys, so clients keep up and a focus change is noticed within a few keys.
+    // Between keys, so clients keep up and focus events are heard. A check's answer does not
+    // wait for the keys the application has queued: without this pause, checks kept passing while
+    // dozens of keys queued behind a Tab went on into the next field.
     static constexpr std::chrono::milliseconds keyInterval{1};
     // Clients look a changed keymap up only when they handle the next key: GTK and Qt about 1 ms
     // later when idle, over 25 ms when busy. A binding is left this long after the last key typed

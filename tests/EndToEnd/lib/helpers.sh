@@ -307,7 +307,7 @@ prepare_for_sleep() { # true|false: logind's announcement before a suspend, and 
 # its way when Tab was pressed may land in the next field, but never more than that one. Starts
 # the GTK fixture "gtk" and kestrelle.
 check_focus_change_stops_typing() {
-    define_password long 'lóng-' "$(printf 'x%.0s' {1..150})" '-énd'
+    define_password long 'lóng-' "$(printf 'x%.0s' {1..1000})" '-énd'
     add_entry Long "$long"
     start_gtk_fixture gtk text
     start_kestrelle
@@ -320,7 +320,7 @@ check_focus_change_stops_typing() {
     check "the alert says the field changed" \
         wait_kestrelle_shows "The original input is no longer focused. Nothing more was typed."
     other=$(fixture_value gtk password)
-    check "at most the key on its way landed in the other field" [ "${#other}" -le 1 ]
+    check "at most the key on its way landed in the other field (${#other} did)" [ "${#other}" -le 1 ]
     check "the first field holds a beginning of the password, not all of it" \
         eval 'typed=$(fixture_value gtk text); [[ -n $typed && $long == "$typed"* && $typed != "$long" ]]'
 }

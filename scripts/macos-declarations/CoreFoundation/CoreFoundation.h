@@ -1,0 +1,47 @@
+// For scripts/check-macos-syntax only, never built into the product. Written from the Core
+// Foundation reference pages, one declaration per line; only what the adapters use.
+#pragma once
+#include <stdint.h>
+#include <sys/types.h>
+
+#ifdef __cplusplus
+#define KESTRELLE_C_BEGIN extern "C" {
+#define KESTRELLE_C_END }
+#else
+#define KESTRELLE_C_BEGIN
+#define KESTRELLE_C_END
+#endif
+#define CF_BRIDGED_TYPE(T) __attribute__((objc_bridge(T)))
+#define CF_RETURNS_RETAINED __attribute__((cf_returns_retained))
+
+typedef uint8_t UInt8; // https://developer.apple.com/documentation/kernel/uint8
+typedef uint16_t UInt16; // https://developer.apple.com/documentation/kernel/uint16
+typedef UInt16 UniChar; // https://developer.apple.com/documentation/corefoundation/unichar
+typedef unsigned long UniCharCount; // https://developer.apple.com/documentation/coreservices/unicharcount
+typedef const void *CFTypeRef; // https://developer.apple.com/documentation/corefoundation/cftyperef
+typedef int32_t SInt32; // https://developer.apple.com/documentation/kernel/sint32
+typedef SInt32 OSStatus; // https://developer.apple.com/documentation/kernel/osstatus
+typedef unsigned long CFTypeID; // https://developer.apple.com/documentation/corefoundation/cftypeid
+typedef long CFIndex; // https://developer.apple.com/documentation/corefoundation/cfindex
+typedef unsigned long CFOptionFlags; // https://developer.apple.com/documentation/corefoundation/cfoptionflags
+typedef const struct CF_BRIDGED_TYPE(id) __CFAllocator *CFAllocatorRef; // https://developer.apple.com/documentation/corefoundation/cfallocator
+typedef const struct CF_BRIDGED_TYPE(NSString) __CFString *CFStringRef; // https://developer.apple.com/documentation/corefoundation/cfstring
+typedef const struct CF_BRIDGED_TYPE(NSDictionary) __CFDictionary *CFDictionaryRef; // https://developer.apple.com/documentation/corefoundation/cfdictionary
+typedef const struct CF_BRIDGED_TYPE(NSData) __CFData *CFDataRef; // https://developer.apple.com/documentation/corefoundation/cfdata
+typedef struct CF_BRIDGED_TYPE(NSError) __CFError *CFErrorRef; // https://developer.apple.com/documentation/corefoundation/cferror
+
+KESTRELLE_C_BEGIN
+void CFRelease(CFTypeRef cf); // https://developer.apple.com/documentation/corefoundation/cfrelease
+extern const CFAllocatorRef kCFAllocatorDefault; // https://developer.apple.com/documentation/corefoundation/kcfallocatordefault
+extern const CFAllocatorRef kCFAllocatorNull; // https://developer.apple.com/documentation/corefoundation/kcfallocatornull
+CFTypeID CFGetTypeID(CFTypeRef cf); // https://developer.apple.com/documentation/corefoundation/cfgettypeid(_:)
+CFTypeID CFDataGetTypeID(void); // https://developer.apple.com/documentation/corefoundation/cfdatagettypeid()
+const UInt8 *CFDataGetBytePtr(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetbyteptr(_:)
+CFIndex CFDataGetLength(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetlength(_:)
+CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8 *bytes, CFIndex length, CFAllocatorRef bytesDeallocator) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/corefoundation/cfdatacreatewithbytesnocopy(_:_:_:_:)
+KESTRELLE_C_END
+
+#ifdef __OBJC__
+// Foundation's bridging function, which GNUstep lacks, by its documented meaning.
+static inline id CFBridgingRelease(CFTypeRef __attribute__((cf_consumed)) X) { return (__bridge_transfer id)X; } // https://developer.apple.com/documentation/foundation/cfbridgingrelease
+#endif

@@ -1,0 +1,9 @@
+// For scripts/check-macos-syntax only, never built into the product: GNUstep's Foundation,
+// adjusted where it differs from the platform's.
+#pragma once
+#include_next <Foundation/Foundation.h>
+// The GCC runtime spells YES and NO as casts, which boxed literals (@YES) refuse.
+#undef YES
+#undef NO
+#define YES __objc_yes
+#define NO __objc_no

@@ -1,0 +1,19 @@
+// For scripts/check-macos-syntax only, never built into the product. Written from the
+// LocalAuthentication reference pages; only what the adapters use.
+#pragma once
+#import <Foundation/Foundation.h>
+
+typedef NSInteger LAPolicy; // https://developer.apple.com/documentation/localauthentication/lapolicy
+static const LAPolicy LAPolicyDeviceOwnerAuthenticationWithBiometrics = 1; // https://developer.apple.com/documentation/localauthentication/lapolicy/deviceownerauthenticationwithbiometrics
+typedef NSInteger LABiometryType; // https://developer.apple.com/documentation/localauthentication/labiometrytype
+extern NSString *const LAErrorDomain; // https://developer.apple.com/documentation/localauthentication/laerrordomain
+
+@interface LAContext : NSObject // https://developer.apple.com/documentation/localauthentication/lacontext
+- (BOOL)canEvaluatePolicy:(LAPolicy)policy error:(NSError *__autoreleasing *)error; // https://developer.apple.com/documentation/localauthentication/lacontext/canevaluatepolicy(_:error:)
+- (void)evaluatePolicy:(LAPolicy)policy localizedReason:(NSString *)localizedReason reply:(void (^)(BOOL success, NSError *error))reply; // https://developer.apple.com/documentation/localauthentication/lacontext/evaluatepolicy(_:localizedreason:reply:)
+- (void)invalidate; // https://developer.apple.com/documentation/localauthentication/lacontext/invalidate()
+@property(nonatomic, copy) NSString *localizedFallbackTitle; // https://developer.apple.com/documentation/localauthentication/lacontext/localizedfallbacktitle
+@property(nonatomic) NSTimeInterval touchIDAuthenticationAllowableReuseDuration; // https://developer.apple.com/documentation/localauthentication/lacontext/touchidauthenticationallowablereuseduration
+@property(nonatomic) BOOL interactionNotAllowed; // https://developer.apple.com/documentation/localauthentication/lacontext/interactionnotallowed
+@property(nonatomic, readonly) LABiometryType biometryType; // https://developer.apple.com/documentation/localauthentication/lacontext/biometrytype
+@end

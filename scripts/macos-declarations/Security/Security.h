@@ -1,0 +1,30 @@
+// For scripts/check-macos-syntax only, never built into the product. Written from the Security
+// framework's reference pages; only what the adapters use.
+#pragma once
+#include <CoreFoundation/CoreFoundation.h>
+
+typedef struct CF_BRIDGED_TYPE(id) __SecAccessControl *SecAccessControlRef; // https://developer.apple.com/documentation/security/secaccesscontrol
+typedef CFOptionFlags SecAccessControlCreateFlags; // https://developer.apple.com/documentation/security/secaccesscontrolcreateflags
+
+KESTRELLE_C_BEGIN
+extern const CFStringRef kSecClass; // https://developer.apple.com/documentation/security/ksecclass
+extern const CFStringRef kSecClassGenericPassword; // https://developer.apple.com/documentation/security/ksecclassgenericpassword
+extern const CFStringRef kSecAttrService; // https://developer.apple.com/documentation/security/ksecattrservice
+extern const CFStringRef kSecAttrAccount; // https://developer.apple.com/documentation/security/ksecattraccount
+extern const CFStringRef kSecAttrSynchronizable; // https://developer.apple.com/documentation/security/ksecattrsynchronizable
+extern const CFStringRef kSecAttrAccessControl; // https://developer.apple.com/documentation/security/ksecattraccesscontrol
+extern const CFStringRef kSecAttrAccessibleWhenUnlockedThisDeviceOnly; // https://developer.apple.com/documentation/security/ksecattraccessiblewhenunlockedthisdeviceonly
+extern const CFStringRef kSecUseDataProtectionKeychain; // https://developer.apple.com/documentation/security/ksecusedataprotectionkeychain
+extern const CFStringRef kSecUseAuthenticationContext; // https://developer.apple.com/documentation/security/ksecuseauthenticationcontext
+extern const CFStringRef kSecValueData; // https://developer.apple.com/documentation/security/ksecvaluedata
+extern const CFStringRef kSecMatchLimit; // https://developer.apple.com/documentation/security/ksecmatchlimit
+extern const CFStringRef kSecMatchLimitOne; // https://developer.apple.com/documentation/security/ksecmatchlimitone
+extern const CFStringRef kSecReturnData; // https://developer.apple.com/documentation/security/ksecreturndata
+extern const CFStringRef kSecReturnAttributes; // https://developer.apple.com/documentation/security/ksecreturnattributes
+SecAccessControlRef SecAccessControlCreateWithFlags(CFAllocatorRef allocator, CFTypeRef protection, SecAccessControlCreateFlags flags, CFErrorRef *error) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/security/secaccesscontrolcreatewithflags(_:_:_:_:)
+OSStatus SecItemAdd(CFDictionaryRef attributes, CFTypeRef *result); // https://developer.apple.com/documentation/security/secitemadd(_:_:)
+OSStatus SecItemUpdate(CFDictionaryRef query, CFDictionaryRef attributesToUpdate); // https://developer.apple.com/documentation/security/secitemupdate(_:_:)
+OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef *result); // https://developer.apple.com/documentation/security/secitemcopymatching(_:_:)
+OSStatus SecItemDelete(CFDictionaryRef query); // https://developer.apple.com/documentation/security/secitemdelete(_:)
+CFStringRef SecCopyErrorMessageString(OSStatus status, void *reserved) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/security/seccopyerrormessagestring(_:_:)
+KESTRELLE_C_END
