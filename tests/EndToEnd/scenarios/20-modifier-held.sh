@@ -30,9 +30,7 @@ click_kestrelle_button OK
 fixture_focus gtk text # the alert had it
 press_shortcut
 check "the next press reuses the approval" wait_picker
-press --down Return shift
-press --up Return
-sleep 0.2 # less than the wait for the modifiers' release
-press --up shift
+# One process, so that Shift is let go well within the wait for the modifiers' release.
+xdotool keydown Return keydown shift keyup Return sleep 0.15 keyup shift
 check "with Shift released soon, the password is typed as it is, not in capitals" \
     wait_field gtk text "$plain"
