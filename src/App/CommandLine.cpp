@@ -25,9 +25,10 @@ std::optional<CommandLine::Exit> CommandLine::exitFor(std::span<const std::strin
 
 std::string CommandLine::helpText() {
     return R"(Usage: kestrelle [--help | --version]
-Types saved passwords into other applications on an X11 desktop. Press Ctrl+Alt+Space in a
-text field, approve with your fingerprint or account password, pick a password, and Kestrelle
-types it there; without a field it copies it for 60 seconds. The tray icon opens Settings.
+Types saved passwords into other applications on an X11 desktop. Press the shortcut
+(Ctrl+Alt+Space unless changed in Settings) in a text field, approve with your fingerprint or
+account password, pick a password, and Kestrelle types it there; without a field it copies it
+for 60 seconds. The tray icon opens Settings.
 
   -h, --help   show this text and exit
   --version    show the version and exit

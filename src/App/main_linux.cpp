@@ -2,6 +2,7 @@
 #include "App/AppCoordinator.h"
 #include "App/ApplicationLifecycle.h"
 #include "App/CommandLine.h"
+#include "App/DesktopColourScheme_linux.h"
 #include "App/RunningInstances_linux.h"
 #include "App/SessionInterruptions_linux.h"
 #include "App/SettingsWindow_linux.h"
@@ -81,6 +82,7 @@ int run(int argc, char** argv) {
                    stderr);
         return 1;
     }
+    followDesktopColourScheme(application);
 
     MainQueueExecutor executor;
     AtomicFileWriter writer;

@@ -6,6 +6,8 @@
 #include "Runtime/X11Key.h"
 
 #include <QAbstractNativeEventFilter>
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QCursor>
 #include <QFrame>
 #include <QGuiApplication>
@@ -248,6 +250,139 @@ bool DocumentView::event(QEvent* event) {
     return true;
 }
 
+// --- The rows for assistive technology. ------------------------------------------------------
+// The document paints its rows, so it tells a screen reader about them itself: a list whose
+// items are the content's rows, named and described as the content says, pressed as clicked.
+
+class PickerRowAccessible final : public QAccessibleInterface, public QAccessibleActionInterface {
+public:
+    PickerRowAccessible(DocumentView& view, int row) : view_(&view), row_(row) {}
+
+    bool isValid() const override { return view_ && row() != nullptr; }
+    QObject* object() const override { return nullptr; }
+    QWindow* window() const override { return view_ ? view_->window()->windowHandle() : nullptr; }
+    QAccessibleInterface* parent() const override {
+        return QAccessible::queryAccessibleInterface(view_.data());
+    }
+    QAccessibleInterface* child(int) const override { return nullptr; }
+    int childCount() const override { return 0; }
+    int indexOfChild(const QAccessibleInterface*) const override { return -1; }
+    QAccessibleInterface* childAt(int, int) const override { return nullptr; }
+    QAccessible::Role role() const override { return QAccessible::ListItem; }
+
+    QString text(QAccessible::Text kind) const override {
+        const auto* shown = row();
+        if (!shown) {
+            return {};
+        }
+        if (kind == QAccessible::Name) {
+            return QString::fromStdString(
+                shown->accessibilityLabel.empty() ? shown->title : shown->accessibilityLabel);
+        }
+        return kind == QAccessible::Description ? QString::fromStdString(shown->toolTip)
+                                                : QString();
+    }
+    void setText(QAccessible::Text, const QString&) override {}
+
+    QRect rect() const override {
+        if (!row()) {
+            return {};
+        }
+        const auto area = toQt(view_->content->layout(view_->width()).rows[index()]).toRect();
+        return {view_->mapToGlobal(area.topLeft()), area.size()};
+    }
+
+    QAccessible::State state() const override {
+        QAccessible::State state;
+        state.selectable = true;
+        state.selected = row() && view_->content->highlightedIndex() == row_;
+        state.invisible = !view_ || !view_->isVisible();
+        return state;
+    }
+
+    void* interface_cast(QAccessible::InterfaceType type) override {
+        return type == QAccessible::ActionInterface ? static_cast<QAccessibleActionInterface*>(this)
+                                                    : nullptr;
+    }
+    QStringList actionNames() const override { return {pressAction()}; }
+    void doAction(const QString& name) override {
+        if (name == pressAction() && row()) {
+            // The content may hide the panel from here, as a click does.
+            const auto shown = view_->content;
+            shown->clickRow(row_, 0);
+        }
+    }
+    QStringList keyBindingsForAction(const QString&) const override { return {}; }
+
+private:
+    std::size_t index() const { return static_cast<std::size_t>(row_); }
+    const PasswordPickerContent::Row* row() const {
+        if (!view_ || !view_->content || row_ >= static_cast<int>(view_->content->rows().size())) {
+            return nullptr;
+        }
+        return &view_->content->rows()[index()];
+    }
+
+    QPointer<DocumentView> view_;
+    int row_;
+};
+
+class DocumentAccessible final : public QAccessibleWidget {
+public:
+    explicit DocumentAccessible(DocumentView& view)
+        : QAccessibleWidget(&view, QAccessible::List), view_(view) {}
+
+    ~DocumentAccessible() override {
+        for (const auto id : rows_) {
+            QAccessible::deleteAccessibleInterface(id);
+        }
+    }
+
+    int childCount() const override {
+        return view_.content ? static_cast<int>(view_.content->rows().size()) : 0;
+    }
+
+    QAccessibleInterface* child(int index) const override {
+        if (index < 0 || index >= childCount()) {
+            return nullptr;
+        }
+        // Made once per row and kept: assistive technology knows an object by its identity.
+        while (rows_.size() <= static_cast<std::size_t>(index)) {
+            rows_.push_back(QAccessible::registerAccessibleInterface(
+                new PickerRowAccessible(view_, static_cast<int>(rows_.size()))));
+        }
+        return QAccessible::accessibleInterface(rows_[static_cast<std::size_t>(index)]);
+    }
+
+    int indexOfChild(const QAccessibleInterface* child) const override {
+        for (int index = 0; index < childCount(); ++index) {
+            if (this->child(index) == child) {
+                return index;
+            }
+        }
+        return -1;
+    }
+
+    QAccessibleInterface* childAt(int x, int y) const override {
+        for (int index = 0; index < childCount(); ++index) {
+            if (child(index)->rect().contains(x, y)) {
+                return child(index);
+            }
+        }
+        return nullptr;
+    }
+
+private:
+    DocumentView& view_;
+    mutable std::vector<QAccessible::Id> rows_;
+};
+
+QAccessibleInterface* documentAccessible(const QString&, QObject* object) {
+    auto* view = dynamic_cast<DocumentView*>(object);
+    // Qt's accessibility cache owns what a factory makes.
+    return view ? new DocumentAccessible(*view) : nullptr;
+}
+
 // The head of an XI2 raw event as the X server sends it.
 struct RawEventHead {
     std::uint8_t responseType;
@@ -348,7 +483,13 @@ X11PasswordPickerPanel::Window::Window() {
     scrollArea->setFrameShape(QFrame::NoFrame);
     scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scrollArea->setWidgetResizable(true);
+    static const bool factoryInstalled = [] {
+        QAccessible::installFactory(documentAccessible);
+        return true;
+    }();
+    (void)factoryInstalled;
     document = new DocumentView;
+    document->setAccessibleName(QStringLiteral("Passwords"));
     scrollArea->setWidget(document);
     layout->addWidget(scrollArea);
     // The X window now, rather than at the first show, which the user waits for.
@@ -523,6 +664,14 @@ void X11PasswordPickerPanel::renderContent() {
 void X11PasswordPickerPanel::updateHighlight(std::optional<int> rowToReveal) {
     auto& document = *window_->document;
     document.update();
+    // A screen reader follows the highlight as it follows a focus.
+    const auto highlighted = document.content ? document.content->highlightedIndex() : std::nullopt;
+    auto* list =
+        QAccessible::isActive() ? QAccessible::queryAccessibleInterface(&document) : nullptr;
+    if (auto* row = list && highlighted ? list->child(*highlighted) : nullptr) {
+        QAccessibleEvent focus(row, QAccessible::Focus);
+        QAccessible::updateAccessibility(&focus);
+    }
     if (!rowToReveal || !document.content) {
         return;
     }

@@ -46,11 +46,15 @@ QtHotkeyRecorderButton::QtHotkeyRecorderButton(std::shared_ptr<HotkeyRecorderMod
         model_->beginRecording();
         setFocus(Qt::OtherFocusReason);
     });
-    // The name says what the button is; the description what it shows now.
+    // The name says what the button is; its accessible description what it shows now.
     subscription_ = model_->subscribe([this] {
         const auto title = toQString(model_->buttonTitle());
         setText(title);
         setAccessibleDescription(title);
+        if (model_->isRecording() != grabsKeyboard_) {
+            grabsKeyboard_ = model_->isRecording();
+            grabsKeyboard_ ? grabKeyboard() : releaseKeyboard();
+        }
     });
 }
 

@@ -128,6 +128,9 @@ public:
         : QFrame(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
                               Qt::WindowDoesNotAcceptFocus | Qt::X11BypassWindowManagerHint) {
         setAttribute(Qt::WA_ShowWithoutActivating);
+        // What a screen reader announces: whose prompt it is, then why it asks.
+        setWindowTitle(QStringLiteral("Kestrelle"));
+        setAccessibleDescription(reason);
         setFrameStyle(QFrame::Box | QFrame::Plain);
         auto* layout = new QVBoxLayout(this);
         layout->addWidget(new QLabel(reason, this));

@@ -119,8 +119,10 @@ QGroupBox* QtGeneralPane::makeStartupSection() {
     auto* box = new QGroupBox(toQString(Pane::startupSectionTitle), this);
     launchAtLogin_ = new QCheckBox(toQString(Pane::launchAtLoginTitle), box);
     // The box shows the login item's state, not the click: the model sets it when that changes.
-    connect(launchAtLogin_, &QCheckBox::clicked, this, [this](bool checked) {
+    // Toggled, not clicked: assistive technology's toggle action changes the box without a click.
+    connect(launchAtLogin_, &QCheckBox::toggled, this, [this](bool checked) {
         model_->setLaunchAtLogin(checked);
+        const QSignalBlocker blocker(launchAtLogin_);
         launchAtLogin_->setChecked(shown_.launchAtLoginIsOn);
     });
     launchAtLoginCaption_ = makeCaption(shown_.launchAtLoginCaption.text, box);
@@ -180,7 +182,10 @@ void QtGeneralPane::redraw() {
     grantAccess_->setVisible(shown_.showsGrantAccessButton);
     troubleshooting_->setVisible(shown_.showsTroubleshooting);
 
-    launchAtLogin_->setChecked(shown_.launchAtLoginIsOn);
+    {
+        const QSignalBlocker blocker(launchAtLogin_);
+        launchAtLogin_->setChecked(shown_.launchAtLoginIsOn);
+    }
     // Disabling the focused box moves the focus away; it comes back when the change is done.
     refocusLaunchAtLogin_ |= !shown_.launchAtLoginIsEnabled && launchAtLogin_->hasFocus();
     launchAtLogin_->setEnabled(shown_.launchAtLoginIsEnabled);

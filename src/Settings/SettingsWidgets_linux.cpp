@@ -38,13 +38,15 @@ constexpr std::array symbolIcons{
 };
 
 QColor toneColour(SettingsTone tone, const QPalette& palette) {
+    // Lighter shades on a dark window, so that the text keeps its contrast.
+    const bool dark = palette.color(QPalette::Window).lightness() < 128;
     switch (tone) {
     case SettingsTone::positive:
-        return QColor(0x1a, 0x7f, 0x37);
+        return dark ? QColor(0x57, 0xc7, 0x6e) : QColor(0x1a, 0x7f, 0x37);
     case SettingsTone::caution:
-        return QColor(0x9a, 0x67, 0x00);
+        return dark ? QColor(0xe3, 0xb3, 0x41) : QColor(0x9a, 0x67, 0x00);
     case SettingsTone::critical:
-        return QColor(0xcf, 0x22, 0x2e);
+        return dark ? QColor(0xff, 0x7b, 0x72) : QColor(0xcf, 0x22, 0x2e);
     case SettingsTone::neutral:
         break;
     }

@@ -29,6 +29,9 @@ typedef const struct CF_BRIDGED_TYPE(NSString) __CFString *CFStringRef; // https
 typedef const struct CF_BRIDGED_TYPE(NSDictionary) __CFDictionary *CFDictionaryRef; // https://developer.apple.com/documentation/corefoundation/cfdictionary
 typedef const struct CF_BRIDGED_TYPE(NSData) __CFData *CFDataRef; // https://developer.apple.com/documentation/corefoundation/cfdata
 typedef struct CF_BRIDGED_TYPE(NSError) __CFError *CFErrorRef; // https://developer.apple.com/documentation/corefoundation/cferror
+typedef const struct CF_BRIDGED_TYPE(NSNumber) __CFNumber *CFNumberRef; // https://developer.apple.com/documentation/corefoundation/cfnumber.md
+// Page not found in the reference corpus; the Swift signatures show it as Bool.
+typedef unsigned char Boolean; // https://developer.apple.com/documentation/kernel/boolean
 
 KESTRELLE_C_BEGIN
 void CFRelease(CFTypeRef cf); // https://developer.apple.com/documentation/corefoundation/cfrelease
@@ -36,9 +39,12 @@ extern const CFAllocatorRef kCFAllocatorDefault; // https://developer.apple.com/
 extern const CFAllocatorRef kCFAllocatorNull; // https://developer.apple.com/documentation/corefoundation/kcfallocatornull
 CFTypeID CFGetTypeID(CFTypeRef cf); // https://developer.apple.com/documentation/corefoundation/cfgettypeid(_:)
 CFTypeID CFDataGetTypeID(void); // https://developer.apple.com/documentation/corefoundation/cfdatagettypeid()
-const UInt8 *CFDataGetBytePtr(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetbyteptr(_:)
-CFIndex CFDataGetLength(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetlength(_:)
-CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8 *bytes, CFIndex length, CFAllocatorRef bytesDeallocator) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/corefoundation/cfdatacreatewithbytesnocopy(_:_:_:_:)
+CFTypeID CFBooleanGetTypeID(void); // https://developer.apple.com/documentation/corefoundation/cfbooleangettypeid().md
+Boolean CFNumberIsFloatType(CFNumberRef number); // https://developer.apple.com/documentation/corefoundation/cfnumberisfloattype(_:).md
+const UInt8 *CFDataGetBytePtr(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetbyteptr(_:).md
+CFIndex CFDataGetLength(CFDataRef theData); // https://developer.apple.com/documentation/corefoundation/cfdatagetlength(_:).md
+// Owned by the Create rule: https://developer.apple.com/library/archive/documentation/CoreFoundation/Conceptual/CFMemoryMgmt/Concepts/Ownership.html
+CFDataRef _Nullable CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8 *bytes, CFIndex length, CFAllocatorRef bytesDeallocator) CF_RETURNS_RETAINED; // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfdatacreatewithbytesnocopy(_:_:_:_:).md
 KESTRELLE_C_END
 
 #ifdef __OBJC__

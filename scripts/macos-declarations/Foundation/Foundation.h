@@ -7,3 +7,11 @@
 #undef NO
 #define YES __objc_yes
 #define NO __objc_no
+
+@interface NSUserDefaults (PlatformMembers)
+- (nullable instancetype)initWithSuiteName:(nullable NSString *)suitename; // https://developer.apple.com/documentation/foundation/userdefaults/init(suitename:).md
+@end
+
+@interface NSTimer (PlatformMembers)
+@property NSTimeInterval tolerance; // https://developer.apple.com/documentation/foundation/timer/tolerance.md
+@end

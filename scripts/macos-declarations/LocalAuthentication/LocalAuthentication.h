@@ -8,7 +8,7 @@ static const LAPolicy LAPolicyDeviceOwnerAuthenticationWithBiometrics = 1; // ht
 typedef NSInteger LABiometryType; // https://developer.apple.com/documentation/localauthentication/labiometrytype
 extern NSString *const LAErrorDomain; // https://developer.apple.com/documentation/localauthentication/laerrordomain
 
-@interface LAContext : NSObject // https://developer.apple.com/documentation/localauthentication/lacontext
+@interface LAContext : NSObject // https://developer.apple.com/tutorials/data/documentation/localauthentication/lacontext.md
 - (BOOL)canEvaluatePolicy:(LAPolicy)policy error:(NSError *__autoreleasing *)error; // https://developer.apple.com/documentation/localauthentication/lacontext/canevaluatepolicy(_:error:)
 - (void)evaluatePolicy:(LAPolicy)policy localizedReason:(NSString *)localizedReason reply:(void (^)(BOOL success, NSError *error))reply; // https://developer.apple.com/documentation/localauthentication/lacontext/evaluatepolicy(_:localizedreason:reply:)
 - (void)invalidate; // https://developer.apple.com/documentation/localauthentication/lacontext/invalidate()

@@ -21,10 +21,10 @@ extern const CFStringRef kSecMatchLimit; // https://developer.apple.com/document
 extern const CFStringRef kSecMatchLimitOne; // https://developer.apple.com/documentation/security/ksecmatchlimitone
 extern const CFStringRef kSecReturnData; // https://developer.apple.com/documentation/security/ksecreturndata
 extern const CFStringRef kSecReturnAttributes; // https://developer.apple.com/documentation/security/ksecreturnattributes
-SecAccessControlRef SecAccessControlCreateWithFlags(CFAllocatorRef allocator, CFTypeRef protection, SecAccessControlCreateFlags flags, CFErrorRef *error) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/security/secaccesscontrolcreatewithflags(_:_:_:_:)
+SecAccessControlRef _Nullable SecAccessControlCreateWithFlags(CFAllocatorRef allocator, CFTypeRef protection, SecAccessControlCreateFlags flags, CFErrorRef *error) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/security/secaccesscontrolcreatewithflags(_:_:_:_:).md
 OSStatus SecItemAdd(CFDictionaryRef attributes, CFTypeRef *result); // https://developer.apple.com/documentation/security/secitemadd(_:_:)
 OSStatus SecItemUpdate(CFDictionaryRef query, CFDictionaryRef attributesToUpdate); // https://developer.apple.com/documentation/security/secitemupdate(_:_:)
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef *result); // https://developer.apple.com/documentation/security/secitemcopymatching(_:_:)
 OSStatus SecItemDelete(CFDictionaryRef query); // https://developer.apple.com/documentation/security/secitemdelete(_:)
-CFStringRef SecCopyErrorMessageString(OSStatus status, void *reserved) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/security/seccopyerrormessagestring(_:_:)
+CFStringRef _Nullable SecCopyErrorMessageString(OSStatus status, void *_Nullable reserved) CF_RETURNS_RETAINED; // https://developer.apple.com/tutorials/data/documentation/security/seccopyerrormessagestring(_:_:).md
 KESTRELLE_C_END

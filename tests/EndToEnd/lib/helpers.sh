@@ -199,8 +199,9 @@ click_status_item() { "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" click "$@"; } # 
 start_kestrelle() { # [ARGUMENT…]
     [[ -x $KESTRELLE ]] ||
         fail "this scenario needs kestrelle, which is not built: $KESTRELLE (built from src/App/main_linux.cpp)"
-    # Each wrapper execs, so the process keeps the id its status item is found by.
-    local command=("$KESTRELLE" "$@")
+    # Without the superuser's override of file modes, as a person's copy runs (the harness may
+    # run as root). Each wrapper execs, so the process keeps the id its status item is found by.
+    local command=(setpriv --bounding-set -dac_override,-dac_read_search "$KESTRELLE" "$@")
     # With E2E_KESTRELLE_FAKETIME (e.g. "+0 x20") its clock runs under libfaketime.
     if [[ -n ${E2E_KESTRELLE_FAKETIME:-} ]]; then
         command=(env LD_PRELOAD="$(dpkg -L libfaketime | grep -m1 '/libfaketime\.so')"
@@ -259,10 +260,83 @@ approve_and_open_picker() {
     wait_picker
 }
 
+# ── Settings, as a person and a screen reader use it ────────────────────────────────────────────
+# Controls are found over the accessibility bus by role and name (ui.py); text goes in through
+# XTest into the control given the focus, as typing does.
+
+E2E_CATALOG=$XDG_DATA_HOME/kestrelle/entries.json
+E2E_PASSWORD_SERVICE=app.kestrelle.Kestrelle.passwords
+
+ui() { "$E2E_PYTHON" "$E2E_TOOLS/ui.py" "$@"; }
+ui_wait() { ui wait "$KESTRELLE_PID" "$@"; }       # ROLE NAME [--gone] [--window NAME]
+ui_do() { ui do "$KESTRELLE_PID" "$@"; }           # ROLE NAME [--index N] [--window NAME]
+ui_is() { ui is "$KESTRELLE_PID" "$@"; }           # ROLE NAME STATE
+ui_type() { # ROLE NAME TEXT: replaces the control's text by TEXT, typed
+    ui focus "$KESTRELLE_PID" "$1" "$2"
+    press ctrl+a BackSpace
+    type_text "$3"
+}
+
+open_settings() { # through the status menu, until the Passwords pane shows
+    click_status_item "Settings…" --pid "$KESTRELLE_PID"
+    ui_wait "page tab" Passwords
+}
+
+# The approval prompt of a Settings change: the enrolled finger, or its Cancel.
+approval_prompt_shown() { kestrelle_shows "Authorize this password settings change."; }
+approve_change() {
+    wait_for 10 "the approval prompt" approval_prompt_shown
+    touch_reader enrolled
+    wait_for 10 "the approval prompt to go" eval '! approval_prompt_shown'
+}
+cancel_approval() {
+    wait_for 10 "the approval prompt" approval_prompt_shown
+    ui_do "push button" Cancel --enabled # the prompt's: the editor's is disabled meanwhile
+    wait_for 10 "the approval prompt to go" eval '! approval_prompt_shown'
+}
+
+catalog_field() { # id|label: the catalog's entries' ids or labels, in order, one a line
+    "$E2E_PYTHON" -c 'import json, sys
+for entry in json.load(open(sys.argv[1]))["orderedEntries"]: print(entry[sys.argv[2]])' \
+        "$E2E_CATALOG" "$1"
+}
+catalog_id() { catalog_field id | sed -n "${1}p"; } # INDEX (from 1)
+keyring_accounts() { # the entry ids the keyring holds a password for, sorted; never a secret
+    secret-tool search --all service "$E2E_PASSWORD_SERVICE" 2>&1 |
+        sed -n 's/^attribute\.account = //p' | sort
+}
+keyring_holds() { # ID PASSWORD: whether the keyring holds exactly PASSWORD for the entry
+    local held
+    held=$(secret-tool lookup service "$E2E_PASSWORD_SERVICE" account "$1") && [[ $held == "$2" ]]
+}
+stores_agree() { [[ $(catalog_field id | sort) == "$(keyring_accounts)" ]]; }
+stores_digest() { { cat "$E2E_CATALOG" 2>/dev/null; keyring_accounts; } | sha256sum; }
+
 # Whether kestrelle shows TEXT anywhere on the accessibility bus (an alert, a prompt, a window).
 kestrelle_shows() { "$E2E_PYTHON" "$E2E_TOOLS/fields.py" names "$KESTRELLE_PID" | grep -F -- "$1" >/dev/null; }
 wait_kestrelle_shows() { wait_for "${2:-10}" "kestrelle to show \"$1\"" kestrelle_shows "$1"; }
 click_kestrelle_button() { "$E2E_PYTHON" "$E2E_TOOLS/fields.py" press "$KESTRELLE_PID" "$1"; }
+
+# The desktop's Settings portal, as a desktop that prefers a dark (or a light) appearance offers
+# it; kestrelle reads it when it starts. `set_colour_scheme` changes it as the desktop's switch does.
+start_settings_portal() { # dark|light
+    start_process settings-portal "$E2E_PYTHON" -m dbusmock --session org.freedesktop.portal.Desktop \
+        /org/freedesktop/portal/desktop org.freedesktop.portal.Settings
+    wait_for 10 "the Settings portal on the bus" eval gdbus introspect --session \
+        -d org.freedesktop.portal.Desktop -o /org/freedesktop/portal/desktop "&>/dev/null"
+    set_colour_scheme "$1"
+}
+set_colour_scheme() { # dark|light
+    local value
+    case $1 in dark) value=1 ;; light) value=2 ;; *) fail "set_colour_scheme dark|light" ;; esac
+    portal_mock() {
+        gdbus call --session -d org.freedesktop.portal.Desktop -o /org/freedesktop/portal/desktop \
+            -m "org.freedesktop.DBus.Mock.$1" "${@:2}" >/dev/null
+    }
+    portal_mock AddMethod org.freedesktop.portal.Settings Read ss v "ret = dbus.UInt32($value)"
+    portal_mock EmitSignal org.freedesktop.portal.Settings SettingChanged ssv \
+        "[<'org.freedesktop.appearance'>, <'color-scheme'>, <<uint32 $value>>]"
+}
 
 # A screen saver on the session bus, started before kestrelle so that it hears it; then
 # `lock_screen` turns it on, as locking the screen does.

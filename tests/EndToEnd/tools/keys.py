@@ -10,6 +10,8 @@ key, released in the reverse order, with short gaps between the events.
                                 keyboard would
     keys.py --restore           takes out of the keyboard map what --type and --move put in, and
                                 releases what --down still holds
+    keys.py --hold ctrl+alt+f   grabs one combination as another program would, until killed
+    keys.py --free ctrl+alt+f   succeeds when no program holds that combination
 
 A combination is key names joined by "+": X keysym names (space, Return, Escape, a, F5) and the
 aliases alt, ctrl, shift and super for the left modifier keys.
@@ -107,13 +109,29 @@ class Keyboard:
             self.connection.change_keyboard_mapping(self.first + index, [self.mapping[index]])
         self.connection.sync()
 
-    def hold(self, codes, down):
+    def note_held(self, codes, down):
         """Notes which keys --down holds, so that --restore can release them."""
         held = read_codes(self.held) - set(codes)
         if down:
             held |= set(codes)
         with open(self.held, "w", encoding="ascii") as file:
             file.writelines(f"{code}\n" for code in sorted(held))
+
+    def grab(self, text):
+        """Grabs the combination with every lock variant; False when another client holds it."""
+        codes = self.combination(text)
+        masks = {"Shift_L": X.ShiftMask, "Control_L": X.ControlMask, "Alt_L": X.Mod1Mask,
+                 "Super_L": X.Mod4Mask}
+        modifiers = 0
+        for name in text.split("+")[:-1]:
+            modifiers |= masks[ALIASES.get(name.lower(), name)]
+        refused = []
+        root = self.connection.screen().root
+        for locks in (0, X.LockMask, X.Mod2Mask, X.LockMask | X.Mod2Mask):
+            root.grab_key(codes[-1], modifiers | locks, True, X.GrabModeAsync, X.GrabModeAsync,
+                          onerror=lambda *error: refused.append(error) or True)
+        self.connection.sync()
+        return not refused
 
     def restore(self):
         # A scenario that failed while holding a key must not leave it down for the next one.
@@ -146,7 +164,7 @@ def read_codes(path):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     mode = parser.add_mutually_exclusive_group()
-    for option in ("--down", "--up", "--type", "--move", "--restore"):
+    for option in ("--down", "--up", "--type", "--move", "--restore", "--hold", "--free"):
         mode.add_argument(option, action="store_true")
     parser.add_argument("--gap-ms", type=float, default=10, help="between two key events")
     parser.add_argument("combinations", nargs="*")
@@ -158,6 +176,13 @@ def main():
         elif arguments.move:
             for name in arguments.combinations:
                 keyboard.move(name)
+        elif arguments.hold or arguments.free:
+            (combination,) = arguments.combinations
+            if not keyboard.grab(combination):
+                return 1  # held by another program
+            if arguments.hold:
+                print("holding", flush=True)
+                time.sleep(3600)
         elif arguments.type:
             sys.stdin.reconfigure(encoding="utf-8")
             for character in sys.stdin.read():
@@ -166,7 +191,7 @@ def main():
             combinations = [keyboard.combination(c) for c in arguments.combinations]
             for codes in combinations:
                 if arguments.down or arguments.up:
-                    keyboard.hold(codes, arguments.down)
+                    keyboard.note_held(codes, arguments.down)
                 if not arguments.up:
                     keyboard.send(X.KeyPress, codes)
                 if not arguments.down:
