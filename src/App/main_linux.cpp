@@ -16,6 +16,7 @@
 #include "Invocation/PasteboardService_linux.h"
 #include "Picker/PasswordPickerPanel_linux.h"
 #include "Preferences/JsonKeyValueStore.h"
+#include "Runtime/JournalLogSink_linux.h"
 #include "Runtime/KestrelleError.h"
 #include "Runtime/Logger.h"
 #include "Runtime/MainQueueExecutor.h"
@@ -55,6 +56,7 @@ std::filesystem::path runningExecutable() {
 }
 
 int run(int argc, char** argv) {
+    Logger::setSink(std::make_shared<JournalLogSink>());
     // Before Qt, which would take options of its own and need a display.
     const std::vector<std::string_view> arguments(argv + std::min(argc, 1), argv + argc);
     if (const auto exit = CommandLine::exitFor(arguments, KESTRELLE_VERSION)) {

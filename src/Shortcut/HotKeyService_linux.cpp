@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <algorithm>
+#include <set>
 // Xlib's macros clash with Qt's names: Xlib comes last.
 #include <X11/XKBlib.h>
 
@@ -24,6 +25,14 @@ X11HotKeyService::X11HotKeyService() : x11_(X11Connection::ofQt()) {
     XkbSetDetectableAutoRepeat(x11_.display, 1, &supported);
     if (!supported) {
         logger.notice("Detectable auto-repeat is not supported: a held shortcut repeats releases");
+    }
+    int opcode = 0;
+    int eventBase = 0;
+    int errorBase = 0;
+    int major = XkbMajorVersion;
+    int minor = XkbMinorVersion;
+    if (XkbQueryExtension(x11_.display, &opcode, &eventBase, &errorBase, &major, &minor)) {
+        xkbEventBase_ = static_cast<std::uint8_t>(eventBase);
     }
     QCoreApplication::instance()->installNativeEventFilter(this);
 }
@@ -49,6 +58,17 @@ void X11HotKeyService::removeHandler(HotKeyHandler handler) {
 
 HotKeyService::RegisterResult X11HotKeyService::registerHotKey(const HotKeyCodes& codes,
                                                                HotKeyId id) {
+    auto granted = grab(codes);
+    if (auto* refusal = std::get_if<HotKeyRefusal>(&granted)) {
+        return *refusal;
+    }
+    registrations_.emplace(
+        ++nextReference_, Registration{id, codes, std::get<std::vector<Grab>>(std::move(granted))});
+    return HotKeyRegistration{nextReference_};
+}
+
+std::variant<std::vector<X11HotKeyService::Grab>, HotKeyRefusal>
+X11HotKeyService::grab(const HotKeyCodes& codes) const {
     std::vector<Grab> requested;
     std::vector<xcb_void_cookie_t> cookies;
     for (const auto keyCode : keyCodes(codes.key)) {
@@ -81,8 +101,7 @@ HotKeyService::RegisterResult X11HotKeyService::registerHotKey(const HotKeyCodes
         ungrab(granted);
         return *refusal;
     }
-    registrations_.emplace(++nextReference_, Registration{id, std::move(granted)});
-    return HotKeyRegistration{nextReference_};
+    return granted;
 }
 
 void X11HotKeyService::unregisterHotKey(HotKeyRegistration registration) {
@@ -121,11 +140,51 @@ void X11HotKeyService::ungrab(const std::vector<Grab>& grabs) const {
     xcb_flush(x11_.connection);
 }
 
+bool X11HotKeyService::isKeymapChange(const xcb_generic_event_t& event) const {
+    const auto type = event.response_type & 0x7F;
+    if (type == XCB_MAPPING_NOTIFY) {
+        return reinterpret_cast<const xcb_mapping_notify_event_t&>(event).request ==
+               XCB_MAPPING_KEYBOARD;
+    }
+    // XKB's events carry their kind in the second byte. A client that selected them, as Qt
+    // does, gets them instead of the core MappingNotify.
+    return xkbEventBase_ && type == *xkbEventBase_ &&
+           (event.pad0 == XkbNewKeyboardNotify || event.pad0 == XkbMapNotify);
+}
+
+// The new map may put the keysym on other key codes. Registrations whose key codes stay keep
+// their grabs; a grab the server refuses now is dropped, with a log line.
+void X11HotKeyService::regrab() {
+    for (auto& [reference, registration] : registrations_) {
+        const auto now = keyCodes(registration.codes.key);
+        std::set<xcb_keycode_t> grabbed;
+        for (const auto& grab : registration.grabs) {
+            grabbed.insert(grab.keyCode);
+        }
+        if (grabbed == std::set<xcb_keycode_t>(now.begin(), now.end())) {
+            continue;
+        }
+        ungrab(registration.grabs);
+        auto granted = grab(registration.codes);
+        if (auto* refusal = std::get_if<HotKeyRefusal>(&granted)) {
+            logger.error("The shortcut could not be grabbed again after a keyboard map change: {}",
+                         refusal->platformStatus);
+            registration.grabs.clear();
+        } else {
+            registration.grabs = std::get<std::vector<Grab>>(std::move(granted));
+        }
+    }
+}
+
 bool X11HotKeyService::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) {
     if (eventType != "xcb_generic_event_t") {
         return false;
     }
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    if (isKeymapChange(*event)) {
+        regrab();
+        return false; // Qt reads the new map too
+    }
     const auto type = event->response_type & 0x7F;
     if (type != XCB_KEY_PRESS && type != XCB_KEY_RELEASE) {
         return false;

@@ -200,15 +200,19 @@ start_kestrelle() { # [ARGUMENT…]
     [[ -x $KESTRELLE ]] ||
         fail "this scenario needs kestrelle, which is not built: $KESTRELLE (built from src/App/main_linux.cpp)"
     # Without the superuser's override of file modes, as a person's copy runs (the harness may
-    # run as root). env and setpriv exec, so the process keeps the id its status item is found by.
-    local program=(setpriv --bounding-set -dac_override,-dac_read_search "$KESTRELLE")
+    # run as root). Each wrapper execs, so the process keeps the id its status item is found by.
+    local command=(setpriv --bounding-set -dac_override,-dac_read_search "$KESTRELLE" "$@")
     # With E2E_KESTRELLE_FAKETIME (e.g. "+0 x20") its clock runs under libfaketime.
     if [[ -n ${E2E_KESTRELLE_FAKETIME:-} ]]; then
-        start_process kestrelle env LD_PRELOAD="$(dpkg -L libfaketime | grep -m1 '/libfaketime\.so')" \
-            FAKETIME="$E2E_KESTRELLE_FAKETIME" "${program[@]}" "$@"
-    else
-        start_process kestrelle "${program[@]}" "$@"
+        command=(env LD_PRELOAD="$(dpkg -L libfaketime | grep -m1 '/libfaketime\.so')"
+            FAKETIME="$E2E_KESTRELLE_FAKETIME" "${command[@]}")
     fi
+    # With E2E_KESTRELLE_RUN_DIR, it sees that directory as /run (in a mount namespace of its own).
+    if [[ -n ${E2E_KESTRELLE_RUN_DIR:-} ]]; then
+        command=(unshare --map-current-user --mount sh -c 'mount --bind "$0" /run && exec "$@"'
+            "$E2E_KESTRELLE_RUN_DIR" "${command[@]}")
+    fi
+    start_process kestrelle "${command[@]}"
     KESTRELLE_PID=$started_pid
     "$E2E_PYTHON" "$E2E_TOOLS/status_menu.py" labels --pid "$KESTRELLE_PID" --timeout 15 >/dev/null ||
         fail "kestrelle showed no status item (see $E2E_LOG_DIR/kestrelle.log)"
@@ -346,4 +350,74 @@ lock_screen() {
     gdbus call --session -d org.freedesktop.ScreenSaver -o /org/freedesktop/ScreenSaver \
         -m org.freedesktop.DBus.Mock.EmitSignal org.freedesktop.ScreenSaver ActiveChanged b \
         '[<true>]' >/dev/null
+}
+
+# logind on the run's system bus, with one session of this user, started before kestrelle so that
+# it finds its session. logind resolves GetSession("auto") to the caller's session; the mock
+# only appends the argument to the path, so it is taught the answer.
+start_logind() {
+    start_process logind "$E2E_PYTHON" -m dbusmock --system --template logind
+    wait_for 10 "logind on the system bus" eval gdbus introspect --system -d org.freedesktop.login1 \
+        -o /org/freedesktop/login1 "&>/dev/null"
+    logind_mock AddSession "'e2e'" "'seat0'" "uint32 $(id -u)" "'$(id -un)'" true
+    logind_mock AddMethod org.freedesktop.login1.Manager GetSession s o \
+        "'ret = \"$E2E_LOGIN_SESSION\"'"
+}
+E2E_LOGIN_SESSION=/org/freedesktop/login1/session/e2e
+logind_mock() { # METHOD ARGUMENT…: a call of the mock's own interface on logind's manager
+    gdbus call --system -d org.freedesktop.login1 -o /org/freedesktop/login1 \
+        -m "org.freedesktop.DBus.Mock.$@" >/dev/null
+}
+lock_session() { # logind's Lock for this session, as `loginctl lock-session` makes it
+    gdbus call --system -d org.freedesktop.login1 -o "$E2E_LOGIN_SESSION" \
+        -m org.freedesktop.DBus.Mock.EmitSignal org.freedesktop.login1.Session Lock '' '[]' >/dev/null
+}
+prepare_for_sleep() { # true|false: logind's announcement before a suspend, and after the resume
+    logind_mock EmitSignal org.freedesktop.login1.Manager PrepareForSleep b "[<$1>]"
+}
+
+# The user presses Tab while a long password is being typed, moving the focus to the next field:
+# typing stops at once and an alert says why. Keys go wherever the focus is, so a key already on
+# its way when Tab was pressed may land in the next field, but never more than that one. Starts
+# the GTK fixture "gtk" and kestrelle.
+check_focus_change_stops_typing() {
+    define_password long 'lóng-' "$(printf 'x%.0s' {1..1000})" '-énd'
+    add_entry Long "$long"
+    start_gtk_fixture gtk text
+    start_kestrelle
+
+    fixture_focus gtk text
+    approve_and_open_picker
+    press 1
+    wait_for 5 "typing to begin" eval '[ -n "$(fixture_value gtk text)" ]'
+    press Tab
+    check "the alert says the field changed" \
+        wait_kestrelle_shows "The original input is no longer focused. Nothing more was typed."
+    other=$(fixture_value gtk password)
+    check "at most the key on its way landed in the other field (${#other} did)" [ "${#other}" -le 1 ]
+    check "the first field holds a beginning of the password, not all of it" \
+        eval 'typed=$(fixture_value gtk text); [[ -n $typed && $long == "$typed"* && $typed != "$long" ]]'
+}
+
+# A stand-in for systemd's journal (tools/journal.py) at $E2E_DIR/run/systemd/journal/socket,
+# which kestrelle reaches with E2E_KESTRELLE_RUN_DIR=$E2E_DIR/run; the entries it receives are JSON
+# lines of $E2E_LOG_DIR/journal.jsonl, which journal_has reads.
+start_journal() {
+    start_process journal "$E2E_PYTHON" "$E2E_TOOLS/journal.py" \
+        "$E2E_DIR/run/systemd/journal/socket" "$E2E_LOG_DIR/journal.jsonl"
+    wait_for 10 "the journal's socket" grep -q listening "$E2E_LOG_DIR/journal.log"
+}
+journal_has() { # COUNT FIELD=VALUE…: exactly COUNT entries have all these fields
+    "$E2E_PYTHON" - "$E2E_LOG_DIR/journal.jsonl" "$@" <<'PY'
+import json, sys
+path, count, *wanted = sys.argv[1:]
+wanted = dict(field.split("=", 1) for field in wanted)
+try:
+    with open(path, encoding="utf-8") as file:
+        entries = [json.loads(line) for line in file]
+except FileNotFoundError:
+    entries = []
+matches = [e for e in entries if all(e.get(k) == v for k, v in wanted.items())]
+sys.exit(0 if len(matches) == int(count) and not any("malformed" in e for e in entries) else 1)
+PY
 }

@@ -6,7 +6,10 @@ key, released in the reverse order, with short gaps between the events.
     keys.py --down alt+space    presses and holds one combination
     keys.py --up alt+space      releases it (in the reverse order)
     keys.py --type              types the text on standard input, character by character
-    keys.py --restore           takes out of the keyboard map what --type put in
+    keys.py --move space        moves a key's symbols to a spare key code, as a remapped
+                                keyboard would
+    keys.py --restore           takes out of the keyboard map what --type and --move put in, and
+                                releases what --down still holds
     keys.py --hold ctrl+alt+f   grabs one combination as another program would, until killed
     keys.py --free ctrl+alt+f   succeeds when no program holds that combination
 
@@ -17,6 +20,7 @@ aliases alt, ctrl, shift and super for the left modifier keys.
 --restore (the harness restores at the end of each scenario): a toolkit that reloads the map
 when told of a change would otherwise read it back after it was restored and lose the key."""
 import argparse
+import json
 import os
 import sys
 import time
@@ -37,6 +41,8 @@ class Keyboard:
         count = self.connection.display.info.max_keycode - self.first + 1
         self.mapping = [list(row) for row in self.connection.get_keyboard_mapping(self.first, count)]
         self.additions = os.path.join(os.environ["E2E_DIR"], "keymap-additions")
+        self.held = os.path.join(os.environ["E2E_DIR"], "keys-held")
+        self.saved = os.path.join(os.environ["E2E_DIR"], "keymap-saved.json")
 
     def send(self, event_type, codes):
         for code in codes:
@@ -71,9 +77,7 @@ class Keyboard:
         return [self.bind(keysym)]
 
     def bind(self, keysym):
-        spare = max((i for i, row in enumerate(self.mapping) if not any(row)), default=None)
-        if spare is None:
-            raise LookupError("no spare key code left to bind a character to")
+        spare = self.spare()
         row = [keysym, keysym] + [X.NoSymbol] * (len(self.mapping[spare]) - 2)
         self.connection.change_keyboard_mapping(self.first + spare, [row])
         self.connection.sync()
@@ -81,6 +85,37 @@ class Keyboard:
         with open(self.additions, "a", encoding="ascii") as additions:
             additions.write(f"{self.first + spare}\n")
         return self.first + spare
+
+    def spare(self):
+        spare = max((i for i, row in enumerate(self.mapping) if not any(row)), default=None)
+        if spare is None:
+            raise LookupError("no spare key code left to bind a character to")
+        return spare
+
+    def move(self, name):
+        """Moves the symbols of the key named to a spare key code; --restore moves them back."""
+        old = self.combination(name)[0] - self.first
+        new = self.spare()
+        saved = {}
+        if os.path.exists(self.saved):
+            with open(self.saved, encoding="ascii") as file:
+                saved = json.load(file)
+        for index in (old, new):
+            saved.setdefault(str(self.first + index), self.mapping[index])
+        with open(self.saved, "w", encoding="ascii") as file:
+            json.dump(saved, file)
+        self.mapping[new], self.mapping[old] = self.mapping[old], [X.NoSymbol] * len(self.mapping[old])
+        for index in (old, new):
+            self.connection.change_keyboard_mapping(self.first + index, [self.mapping[index]])
+        self.connection.sync()
+
+    def note_held(self, codes, down):
+        """Notes which keys --down holds, so that --restore can release them."""
+        held = read_codes(self.held) - set(codes)
+        if down:
+            held |= set(codes)
+        with open(self.held, "w", encoding="ascii") as file:
+            file.writelines(f"{code}\n" for code in sorted(held))
 
     def grab(self, text):
         """Grabs the combination with every lock variant; False when another client holds it."""
@@ -99,22 +134,37 @@ class Keyboard:
         return not refused
 
     def restore(self):
-        try:
-            with open(self.additions, encoding="ascii") as additions:
-                codes = {int(line) for line in additions if line.strip()}
-        except FileNotFoundError:
+        # A scenario that failed while holding a key must not leave it down for the next one.
+        self.send(X.KeyRelease, sorted(read_codes(self.held)))
+        if os.path.exists(self.held):
+            os.remove(self.held)
+        if os.path.exists(self.saved):
+            with open(self.saved, encoding="ascii") as file:
+                for code, row in json.load(file).items():
+                    self.connection.change_keyboard_mapping(int(code), [row])
+            self.connection.sync()
+            os.remove(self.saved)
+        if not os.path.exists(self.additions):
             return
         width = len(self.mapping[0])
-        for code in codes:
+        for code in read_codes(self.additions):
             self.connection.change_keyboard_mapping(code, [[X.NoSymbol] * width])
         self.connection.sync()
         os.remove(self.additions)
 
 
+def read_codes(path):
+    try:
+        with open(path, encoding="ascii") as file:
+            return {int(line) for line in file if line.strip()}
+    except FileNotFoundError:
+        return set()
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     mode = parser.add_mutually_exclusive_group()
-    for option in ("--down", "--up", "--type", "--restore", "--hold", "--free"):
+    for option in ("--down", "--up", "--type", "--move", "--restore", "--hold", "--free"):
         mode.add_argument(option, action="store_true")
     parser.add_argument("--gap-ms", type=float, default=10, help="between two key events")
     parser.add_argument("combinations", nargs="*")
@@ -123,6 +173,9 @@ def main():
     try:
         if arguments.restore:
             keyboard.restore()
+        elif arguments.move:
+            for name in arguments.combinations:
+                keyboard.move(name)
         elif arguments.hold or arguments.free:
             (combination,) = arguments.combinations
             if not keyboard.grab(combination):
@@ -137,6 +190,8 @@ def main():
         else:
             combinations = [keyboard.combination(c) for c in arguments.combinations]
             for codes in combinations:
+                if arguments.down or arguments.up:
+                    keyboard.note_held(codes, arguments.down)
                 if not arguments.up:
                     keyboard.send(X.KeyPress, codes)
                 if not arguments.down:
