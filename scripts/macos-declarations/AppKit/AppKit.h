@@ -11,3 +11,7 @@
 @interface NSApplication (PlatformMembers)
 - (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)activationPolicy; // https://developer.apple.com/documentation/appkit/nsapplication/setactivationpolicy(_:)
 @end
+
+@interface NSWorkspace (PlatformMembers)
+- (void)activateFileViewerSelectingURLs:(NSArray<NSURL *> *)fileURLs; // https://developer.apple.com/documentation/appkit/nsworkspace/activatefileviewerselecting(_:).md
+@end

@@ -51,3 +51,15 @@ KESTRELLE_C_END
 // Foundation's bridging function, which GNUstep lacks, by its documented meaning.
 static inline id CFBridgingRelease(CFTypeRef __attribute__((cf_consumed)) X) { return (__bridge_transfer id)X; } // https://developer.apple.com/documentation/foundation/cfbridgingrelease
 #endif
+
+// Run loops and comparison, for the accessibility observer.
+typedef struct CF_BRIDGED_TYPE(id) __CFRunLoop *CFRunLoopRef; // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfrunloop.md
+typedef struct CF_BRIDGED_TYPE(id) __CFRunLoopSource *CFRunLoopSourceRef; // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfrunloopaddsource(_:_:_:).md
+typedef CFStringRef CFRunLoopMode; // https://developer.apple.com/documentation/corefoundation/cfrunloopmode.md
+KESTRELLE_C_BEGIN
+CFRunLoopRef CFRunLoopGetMain(void); // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfrunloopgetmain().md
+extern const CFRunLoopMode kCFRunLoopCommonModes; // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfrunloopmode/commonmodes.md
+void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode); // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfrunloopaddsource(_:_:_:).md
+void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode); // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfrunloopremovesource(_:_:_:).md
+Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2); // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfequal(_:_:).md
+KESTRELLE_C_END
