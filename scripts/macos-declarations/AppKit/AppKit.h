@@ -11,3 +11,9 @@
 @interface NSApplication (PlatformMembers)
 - (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)activationPolicy; // https://developer.apple.com/documentation/appkit/nsapplication/setactivationpolicy(_:)
 @end
+
+@interface NSWorkspace (PlatformMembers)
+@property(readonly, nullable) NSRunningApplication *frontmostApplication; // https://developer.apple.com/documentation/appkit/nsworkspace/frontmostapplication.md
+@end
+extern NSString *const NSWorkspaceDidActivateApplicationNotification; // https://developer.apple.com/tutorials/data/documentation/appkit/nsworkspace/didactivateapplicationnotification.md
+extern NSString *const NSWorkspaceApplicationKey; // https://developer.apple.com/documentation/appkit/nsworkspace/applicationuserinfokey.md
