@@ -14,4 +14,7 @@
 
 @interface NSWorkspace (PlatformMembers)
 - (void)activateFileViewerSelectingURLs:(NSArray<NSURL *> *)fileURLs; // https://developer.apple.com/documentation/appkit/nsworkspace/activatefileviewerselecting(_:).md
+@property(readonly, nullable) NSRunningApplication *frontmostApplication; // https://developer.apple.com/documentation/appkit/nsworkspace/frontmostapplication.md
 @end
+extern NSString *const NSWorkspaceDidActivateApplicationNotification; // https://developer.apple.com/tutorials/data/documentation/appkit/nsworkspace/didactivateapplicationnotification.md
+extern NSString *const NSWorkspaceApplicationKey; // https://developer.apple.com/documentation/appkit/nsworkspace/applicationuserinfokey.md

@@ -18,12 +18,12 @@ typedef uint8_t UInt8; // https://developer.apple.com/documentation/kernel/uint8
 typedef uint16_t UInt16; // https://developer.apple.com/documentation/kernel/uint16
 typedef UInt16 UniChar; // https://developer.apple.com/documentation/corefoundation/unichar
 typedef unsigned long UniCharCount; // https://developer.apple.com/documentation/coreservices/unicharcount
-typedef const void *CFTypeRef; // https://developer.apple.com/documentation/corefoundation/cftyperef
+typedef const void *CFTypeRef; // https://developer.apple.com/documentation/corefoundation/cftyperef.md
 typedef int32_t SInt32; // https://developer.apple.com/documentation/kernel/sint32
 typedef SInt32 OSStatus; // https://developer.apple.com/documentation/kernel/osstatus
-typedef unsigned long CFTypeID; // https://developer.apple.com/documentation/corefoundation/cftypeid
-typedef long CFIndex; // https://developer.apple.com/documentation/corefoundation/cfindex
-typedef unsigned long CFOptionFlags; // https://developer.apple.com/documentation/corefoundation/cfoptionflags
+typedef unsigned long CFTypeID; // https://developer.apple.com/documentation/corefoundation/cftypeid.md
+typedef long CFIndex; // https://developer.apple.com/documentation/corefoundation/cfindex.md
+typedef unsigned long CFOptionFlags; // https://developer.apple.com/documentation/corefoundation/cfoptionflags.md
 typedef const struct CF_BRIDGED_TYPE(id) __CFAllocator *CFAllocatorRef; // https://developer.apple.com/documentation/corefoundation/cfallocator
 typedef const struct CF_BRIDGED_TYPE(NSString) __CFString *CFStringRef; // https://developer.apple.com/documentation/corefoundation/cfstring
 typedef const struct CF_BRIDGED_TYPE(NSDictionary) __CFDictionary *CFDictionaryRef; // https://developer.apple.com/documentation/corefoundation/cfdictionary
@@ -34,10 +34,10 @@ typedef const struct CF_BRIDGED_TYPE(NSNumber) __CFNumber *CFNumberRef; // https
 typedef unsigned char Boolean; // https://developer.apple.com/documentation/kernel/boolean
 
 KESTRELLE_C_BEGIN
-void CFRelease(CFTypeRef cf); // https://developer.apple.com/documentation/corefoundation/cfrelease
-extern const CFAllocatorRef kCFAllocatorDefault; // https://developer.apple.com/documentation/corefoundation/kcfallocatordefault
-extern const CFAllocatorRef kCFAllocatorNull; // https://developer.apple.com/documentation/corefoundation/kcfallocatornull
-CFTypeID CFGetTypeID(CFTypeRef cf); // https://developer.apple.com/documentation/corefoundation/cfgettypeid(_:)
+void CFRelease(CFTypeRef _Nonnull cf); // https://developer.apple.com/tutorials/data/documentation/corefoundation/cfrelease.md
+extern const CFAllocatorRef kCFAllocatorDefault; // https://developer.apple.com/documentation/corefoundation/kcfallocatordefault.md
+extern const CFAllocatorRef kCFAllocatorNull; // https://developer.apple.com/documentation/corefoundation/kcfallocatornull.md
+CFTypeID CFGetTypeID(CFTypeRef cf); // https://developer.apple.com/documentation/corefoundation/cfgettypeid(_:).md
 CFTypeID CFDataGetTypeID(void); // https://developer.apple.com/documentation/corefoundation/cfdatagettypeid()
 CFTypeID CFBooleanGetTypeID(void); // https://developer.apple.com/documentation/corefoundation/cfbooleangettypeid().md
 Boolean CFNumberIsFloatType(CFNumberRef number); // https://developer.apple.com/documentation/corefoundation/cfnumberisfloattype(_:).md
@@ -49,7 +49,7 @@ KESTRELLE_C_END
 
 #ifdef __OBJC__
 // Foundation's bridging function, which GNUstep lacks, by its documented meaning.
-static inline id CFBridgingRelease(CFTypeRef __attribute__((cf_consumed)) X) { return (__bridge_transfer id)X; } // https://developer.apple.com/documentation/foundation/cfbridgingrelease
+static inline id CFBridgingRelease(CFTypeRef __attribute__((cf_consumed)) X) { return (__bridge_transfer id)X; } // https://developer.apple.com/documentation/foundation/cfbridgingrelease.md
 #endif
 
 // Run loops and comparison, for the accessibility observer.

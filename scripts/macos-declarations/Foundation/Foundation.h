@@ -15,3 +15,9 @@
 @interface NSTimer (PlatformMembers)
 @property NSTimeInterval tolerance; // https://developer.apple.com/documentation/foundation/timer/tolerance.md
 @end
+
+@interface NSFileManager (PlatformMembers)
+- (BOOL)setAttributes:(NSDictionary *)attributes ofItemAtPath:(NSString *)path error:(NSError **)error; // https://developer.apple.com/tutorials/data/documentation/foundation/filemanager/setattributes(_:ofitematpath:).md
+@end
+extern NSString *const NSFileProtectionKey; // https://developer.apple.com/documentation/foundation/fileattributekey/protectionkey.md
+extern NSString *const NSFileProtectionComplete; // https://developer.apple.com/documentation/foundation/fileprotectiontype/complete.md

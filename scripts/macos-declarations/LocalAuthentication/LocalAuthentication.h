@@ -4,7 +4,7 @@
 #import <Foundation/Foundation.h>
 
 typedef NSInteger LAPolicy; // https://developer.apple.com/documentation/localauthentication/lapolicy
-static const LAPolicy LAPolicyDeviceOwnerAuthenticationWithBiometrics = 1; // https://developer.apple.com/documentation/localauthentication/lapolicy/deviceownerauthenticationwithbiometrics
+static const LAPolicy LAPolicyDeviceOwnerAuthenticationWithBiometrics = 1; // https://developer.apple.com/tutorials/data/documentation/localauthentication/lapolicy/deviceownerauthenticationwithbiometrics.md
 typedef NSInteger LABiometryType; // https://developer.apple.com/documentation/localauthentication/labiometrytype
 extern NSString *const LAErrorDomain; // https://developer.apple.com/documentation/localauthentication/laerrordomain
 
@@ -15,5 +15,5 @@ extern NSString *const LAErrorDomain; // https://developer.apple.com/documentati
 @property(nonatomic, copy) NSString *localizedFallbackTitle; // https://developer.apple.com/documentation/localauthentication/lacontext/localizedfallbacktitle
 @property(nonatomic) NSTimeInterval touchIDAuthenticationAllowableReuseDuration; // https://developer.apple.com/documentation/localauthentication/lacontext/touchidauthenticationallowablereuseduration
 @property(nonatomic) BOOL interactionNotAllowed; // https://developer.apple.com/documentation/localauthentication/lacontext/interactionnotallowed
-@property(nonatomic, readonly) LABiometryType biometryType; // https://developer.apple.com/documentation/localauthentication/lacontext/biometrytype
+@property(nonatomic, readonly) LABiometryType biometryType; // https://developer.apple.com/documentation/localauthentication/lacontext/biometrytype.md
 @end

@@ -11,7 +11,7 @@ typedef void (^dispatch_block_t)(void); // https://developer.apple.com/documenta
 #ifdef __cplusplus
 extern "C" {
 #endif
-dispatch_queue_t kestrelle_dispatch_get_main_queue(void); // https://developer.apple.com/documentation/dispatch/dispatch_get_main_queue
+dispatch_queue_t kestrelle_dispatch_get_main_queue(void); // https://developer.apple.com/documentation/dispatch/dispatch_get_main_queue.md
 dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta); // https://developer.apple.com/documentation/dispatch/dispatch_time
 void dispatch_async(dispatch_queue_t queue, dispatch_block_t block); // https://developer.apple.com/documentation/dispatch/dispatch_async
 void dispatch_after(dispatch_time_t when, dispatch_queue_t queue, dispatch_block_t block); // https://developer.apple.com/documentation/dispatch/dispatch_after

@@ -15,7 +15,7 @@ extern "C" {
 os_log_t os_log_create(const char *subsystem, const char *category); // https://developer.apple.com/documentation/os/os_log_create
 // A macro that demands a constant format: modelled by a checked function behind a macro that
 // only accepts a string literal.
-void kestrelle_os_log_with_type(os_log_t log, os_log_type_t type, const char *format, ...) __attribute__((format(os_log, 3, 4))); // https://developer.apple.com/documentation/os/os_log_with_type
+void kestrelle_os_log_with_type(os_log_t log, os_log_type_t type, const char *format, ...) __attribute__((format(os_log, 3, 4))); // https://developer.apple.com/documentation/os/os_log_with_type.md
 #ifdef __cplusplus
 }
 #endif
