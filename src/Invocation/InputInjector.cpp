@@ -224,7 +224,6 @@ Task<void> InputInjector::typeKeys(KeymapKeyboard& keyboard, std::span<const cha
     changes.unlockCapsLock();
     std::exception_ptr failure;
     try {
-        int sinceCheck = codePointsPerCheck;
         for (const auto& step : plan) {
             if (const auto* binding = std::get_if<KeyBinding>(&step)) {
                 co_await changes.settle(binding->keyCode);
@@ -232,13 +231,9 @@ Task<void> InputInjector::typeKeys(KeymapKeyboard& keyboard, std::span<const cha
                 continue;
             }
             // Whatever has the focus takes the keys.
-            if (sinceCheck == codePointsPerCheck) {
-                co_await checkBeforeKeys(target, stillWanted);
-                sinceCheck = 0;
-            }
+            co_await checkBeforeKey(target, stillWanted);
             changes.tap(std::get<Keystroke>(step));
-            ++sinceCheck;
-            co_await sleepFor(keyInterval);
+            co_await keysHandled(keyboard, *executor);
         }
     } catch (...) {
         failure = std::current_exception();
@@ -251,10 +246,35 @@ Task<void> InputInjector::typeKeys(KeymapKeyboard& keyboard, std::span<const cha
     }
 }
 
+Task<void> InputInjector::keysHandled(KeymapKeyboard& keyboard, Executor& executor) {
+    std::optional<TimerId> timer;
+    auto ask = [&](OneShotContinuation<bool> done) {
+        if (keyboard.askWhenKeysHandled([done] { done.resume(true); })) {
+            timer = executor.scheduleAfter(keysHandledTimeout, [done] { done.resume(false); });
+        } else {
+            timer = executor.scheduleAfter(keyInterval, [done] { done.resume(true); });
+        }
+    };
+    struct TimerCancel {
+        Executor& executor;
+        std::optional<TimerId>& timer;
+        ~TimerCancel() {
+            if (timer) {
+                executor.cancelTimer(*timer);
+            }
+        }
+    } cancel{executor, timer};
+    const bool handled = co_await withContinuation<bool>(std::move(ask));
+    co_await checkCancellation();
+    if (!handled) {
+        throw InputInjectionError(Kind::unavailableTarget);
+    }
+}
+
 // The user's modifier keys would change or swallow the keys typed, and the keys go wherever the
 // focus is.
-Task<void> InputInjector::checkBeforeKeys(CapturedInsertionTarget& target,
-                                          const StillWanted& stillWanted) {
+Task<void> InputInjector::checkBeforeKey(CapturedInsertionTarget& target,
+                                         const StillWanted& stillWanted) {
     throwUnlessWanted(stillWanted);
     throwIfInvalid(target);
     if (heldModifiers() != 0) {

@@ -3,6 +3,7 @@
 #include "Invocation/CapturedInsertionTarget.h"
 #include "Invocation/KeyboardEventPosting.h"
 #include "Invocation/KeymapKeyboard.h"
+#include "Runtime/Executor.h"
 #include "Runtime/ModifierFlags.h"
 #include "Runtime/Task.h"
 #include "Storage/TransientSecret.h"
@@ -23,9 +24,9 @@ namespace kestrelle {
 // codes of characters, re-validating the target before every chunk. Through the keymap (X11):
 // one key per code point, binding free key codes to characters the keymap lacks and switching
 // Caps Lock off for the while; those keys reach whatever has the focus and combine with the
-// modifier keys the user holds, so the target and the modifiers are checked before every second
-// code point. Either way it first waits for the shortcut's modifier keys to be released.
-// Main-thread object.
+// modifier keys the user holds, so the target and the modifiers are checked before every key,
+// and each key waits until the window has handled the one before. Either way it first waits for
+// the shortcut's modifier keys to be released. Main-thread object.
 class InputInjector {
 public:
     static constexpr int chunkLimit = 20;
@@ -35,15 +36,16 @@ public:
     static constexpr std::uint64_t modifierMask = modifier::deviceIndependentMask;
     // The typed text comes from the attached string alone.
     static constexpr std::uint16_t virtualKey = 0;
-    // Through the keymap, at most this many code points are typed between two full checks. Keys
-    // go wherever the focus is, so only a key already on its way when the focus moved can land
-    // in the next field: with a check before every key (about 1.5 ms on AT-SPI) none did in ten
-    // runs, and with one every second key at 1 ms apart, more than one did in most runs.
-    static constexpr int codePointsPerCheck = 1;
-    // Between keys, so clients keep up and focus events are heard. A check's answer does not
-    // wait for the keys the application has queued: without this pause, checks kept passing while
-    // dozens of keys queued behind a Tab went on into the next field.
+    // Through the keymap, keys go wherever the focus is and the application answers a check at
+    // once, even with keys still queued: typing ahead of it, checks kept passing while dozens of
+    // keys waited behind a Tab for the next field. So each key is checked first and waits until
+    // the focused window says it has handled it, or where the window cannot be asked, this long,
+    // which most applications keep up with. Only a key on its way when the focus moves can then
+    // land in the next field.
     static constexpr std::chrono::milliseconds keyInterval{1};
+    // A window that has not handled a key by then has stopped; typing stops too, since the keys
+    // would pile up unchecked.
+    static constexpr std::chrono::milliseconds keysHandledTimeout{1000};
     // Clients look a changed keymap up only when they handle the next key: GTK and Qt about 1 ms
     // later when idle, over 25 ms when busy. A binding is left this long after the last key typed
     // with it: restoring and rebinding wait, typing does not.
@@ -75,7 +77,8 @@ private:
                            CapturedInsertionTarget& target, const StillWanted& stillWanted);
     Task<void> typeKeys(KeymapKeyboard& keyboard, std::span<const char32_t> codePoints,
                         CapturedInsertionTarget& target, const StillWanted& stillWanted);
-    Task<void> checkBeforeKeys(CapturedInsertionTarget& target, const StillWanted& stillWanted);
+    Task<void> checkBeforeKey(CapturedInsertionTarget& target, const StillWanted& stillWanted);
+    static Task<void> keysHandled(KeymapKeyboard& keyboard, Executor& executor);
 
     std::variant<std::reference_wrapper<KeyboardEventPosting>,
                  std::reference_wrapper<KeymapKeyboard>>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -42,6 +43,10 @@ public:
     virtual void postKey(KeyCode keyCode, bool down) = 0;
     // Binds the key at both levels to `keysym`, or with none leaves it without any symbol.
     virtual void bindKey(KeyCode keyCode, std::optional<Keysym> keysym) = 0;
+    // Asks the window that has the focus to say once it has handled every key posted so far;
+    // `handled` then runs on the main thread, at most once. False, and `handled` never runs,
+    // when that window cannot be asked.
+    virtual bool askWhenKeysHandled(std::function<void()> handled) = 0;
 };
 
 } // namespace kestrelle

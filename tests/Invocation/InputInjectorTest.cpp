@@ -224,9 +224,10 @@ TEST(KeystrokePlanTest, TypesWhatTheKeymapHasAndBindsFreeKeysForTheRestInRuns) {
 // Through a US keymap that lacks eight of the password's characters, to a field that looks the
 // keymap up late and with Caps Lock off or on: free key codes are bound in as few runs as they
 // allow, with no wait before the keys. Keys go to whatever has the focus and combine with the
-// modifier keys the user holds, so every key is preceded by a check and none follows a change.
-// However typing ends, every key pressed types its character, no key is left down or bound and Caps
-// Lock is as it was.
+// modifier keys the user holds, so every key is preceded by a check and none follows a change;
+// each waits for the window to have handled the one before, and a window that stops answering
+// stops the typing. However typing ends, every key pressed types its character, no key is left down
+// or bound and Caps Lock is as it was.
 TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsBeforeTheNextKeyAfterAnyChange) {
     const std::vector<std::tuple<const char*, std::string, std::size_t, std::function<void()>>>
         cases{
@@ -238,6 +239,8 @@ TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsBeforeTheNextKeyAfterAnyC
             {"Alt held", "modifiersHeld", 3, [&] { keys.heldModifiers = modifier::option; }},
             {"not wanted", "cancelled", 3, [&] { wanted = false; }},
             {"cancelled", "cancelled", 3, [&] { running->cancel(); }},
+            {"window hung", "unavailableTarget", 3, [&] { keys.hung = true; }},
+            {"window not askable", "typed", 3, [&] { keys.askable = false; }},
         };
     for (const auto& [name, outcome, freeKeys, change] : cases) {
         for (const std::size_t after : {1, 2, 7, 30}) {
@@ -252,7 +255,7 @@ TEST_F(InputInjectorTest, TypesThroughTheKeymapAndStopsBeforeTheNextKeyAfterAnyC
                 EXPECT_EQ(keys.keyPresses == 38, freeKeys == 8);
                 executor.advance(2s);
                 EXPECT_EQ(outcomeOf(probe), outcome);
-                const std::size_t typed = change ? after : outcome == "typed" ? 38 : 0;
+                const std::size_t typed = outcome == "typed" ? 38 : change ? after : 0;
                 EXPECT_EQ(keys.keyPresses, typed);
                 EXPECT_TRUE(std::ranges::equal(keys.typed | std::views::take(typed),
                                                mixedCodePoints.substr(0, typed)));

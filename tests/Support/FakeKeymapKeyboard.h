@@ -51,6 +51,9 @@ public:
     // Key presses but Shift's, and what to do right after the one with that number.
     std::size_t keyPresses = 0;
     std::pair<std::size_t, std::function<void()>> onKeyPress;
+    // Whether the focused window can be asked if it has handled the keys, and whether it answers.
+    bool askable = true;
+    bool hung = false;
 
     Keymap keymap() override { return map; }
     std::uint64_t currentModifierFlags() override { return heldModifiers; }
@@ -75,6 +78,12 @@ public:
     }
     void bindKey(KeyCode keyCode, std::optional<Keysym> keysym) override {
         map.keys.at(keyCode - map.firstKeyCode) = keysym ? Key{*keysym, *keysym} : Key{};
+    }
+    bool askWhenKeysHandled(std::function<void()> handled) override {
+        if (askable && !hung) {
+            executor_->post(std::move(handled));
+        }
+        return askable;
     }
 
 private:
