@@ -11,3 +11,4 @@
 @interface NSApplication (PlatformMembers)
 - (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)activationPolicy; // https://developer.apple.com/documentation/appkit/nsapplication/setactivationpolicy(_:)
 @end
+#import <AppKit/Interface.h>
