@@ -11,3 +11,36 @@
 - (void)setVisible:(BOOL)visible; // https://developer.apple.com/documentation/appkit/nsstatusitem/isvisible
 @property(readonly, strong, nullable) NSStatusBarButton *button; // https://developer.apple.com/documentation/appkit/nsstatusitem/button
 @end
+
+@interface NSEvent (InterfaceMembers)
++ (nullable id)addLocalMonitorForEventsMatchingMask:(NSEventMask)mask handler:(NSEvent *_Nullable (^)(NSEvent *event))block; // https://developer.apple.com/documentation/appkit/nsevent/addlocalmonitorforevents(matching:handler:)
++ (nullable id)addGlobalMonitorForEventsMatchingMask:(NSEventMask)mask handler:(void (^)(NSEvent *event))block; // https://developer.apple.com/documentation/appkit/nsevent/addglobalmonitorforevents(matching:handler:)
++ (void)removeMonitor:(id)eventMonitor; // https://developer.apple.com/documentation/appkit/nsevent/removemonitor(_:)
+@end
+extern const NSEventMask NSEventMaskKeyDown; // https://developer.apple.com/documentation/appkit/nsevent/eventtypemask/keydown
+extern const NSEventMask NSEventMaskLeftMouseDown; // https://developer.apple.com/documentation/appkit/nsevent/eventtypemask
+extern const NSEventMask NSEventMaskRightMouseDown; // https://developer.apple.com/documentation/appkit/nsevent/eventtypemask
+
+typedef NSInteger NSWindowAnimationBehavior; // https://developer.apple.com/documentation/appkit/nswindow/animationbehavior-swift.enum
+extern const NSWindowAnimationBehavior NSWindowAnimationBehaviorNone; // https://developer.apple.com/documentation/appkit/nswindow/animationbehavior-swift.enum/none
+@interface NSWindow (InterfaceMembers)
+@property NSWindowAnimationBehavior animationBehavior; // https://developer.apple.com/documentation/appkit/nswindow/animationbehavior-swift.property
+@end
+
+extern const NSBezelStyle NSBezelStyleInline; // https://developer.apple.com/documentation/appkit/nsbutton/bezelstyle-swift.enum/inline
+extern const NSBezelStyle NSBezelStylePush; // https://developer.apple.com/documentation/appkit/nsbutton/bezelstyle-swift.enum/push
+@interface NSButton (InterfaceMembers)
+@property(copy, nullable) NSColor *contentTintColor; // https://developer.apple.com/documentation/appkit/nsbutton/contenttintcolor
+@end
+
+@interface NSColor (InterfaceMembers)
+@property(class, readonly, strong) NSColor *selectedContentBackgroundColor; // https://developer.apple.com/documentation/appkit/nscolor/selectedcontentbackgroundcolor
+@end
+
+@interface NSTextField (InterfaceMembers)
++ (instancetype)labelWithString:(NSString *)stringValue; // https://developer.apple.com/documentation/appkit/nstextfield/init(labelwithstring:)
+@end
+
+@interface NSView (InterfaceMembers)
+- (void)setAccessibilityLabel:(nullable NSString *)accessibilityLabel; // https://developer.apple.com/documentation/appkit/nsaccessibilityprotocol/setaccessibilitylabel(_:)
+@end
