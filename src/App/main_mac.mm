@@ -1,6 +1,7 @@
 // The macOS program: the portable app on the main queue, with AppKit's windows and menus.
 #include "App/ApplicationLifecycle.h"
 #include "App/MainMenuInstalling_mac.h"
+#include "App/SoftwareUpdater_mac.h"
 #include "App/StatusBar_mac.h"
 #include "Invocation/AlertPresenting_mac.h"
 #include "Runtime/MainQueueExecutor.h"
@@ -19,13 +20,15 @@ struct MacShell {
     std::unique_ptr<StatusBar> statusBar = makeSystemStatusBar();
     std::unique_ptr<MainMenuInstalling> mainMenu = makeApplicationMainMenu();
     std::unique_ptr<AlertPresenting> alerts = makeModalAlerts();
+    std::unique_ptr<SoftwareUpdater> updater = makeSoftwareUpdater();
     std::unique_ptr<ApplicationLifecycle> lifecycle;
 
     void launch() {
         // Still to wire: the coordinator's platform record (AppCoordinator::Platform) with the
         // hot-key, user-defaults, data-directory, accessibility, workspace, activation, session,
         // running-instance, timer and login-item adapters, then an ApplicationLifecycle over it,
-        // as main_linux.cpp does. Until then the shell makes its adapters and starts nothing.
+        // as main_linux.cpp does, with makePickerPanel = makePasswordPickerPanel
+        // (Picker/PasswordPickerPanel_mac.h). Until then the shell starts nothing.
     }
 
     void terminate() {
