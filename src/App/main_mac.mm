@@ -28,7 +28,8 @@ struct MacShell {
         // hot-key, user-defaults, data-directory, accessibility, workspace, activation, session,
         // running-instance, timer and login-item adapters, then an ApplicationLifecycle over it,
         // as main_linux.cpp does, with makePickerPanel = makePasswordPickerPanel
-        // (Picker/PasswordPickerPanel_mac.h). Until then the shell starts nothing.
+        // (Picker/PasswordPickerPanel_mac.h) and makeSettingsWindow = makeAppKitSettingsWindow
+        // (App/SettingsWindow_mac.h). Until then the shell starts nothing.
     }
 
     void terminate() {

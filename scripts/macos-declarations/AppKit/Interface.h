@@ -44,3 +44,36 @@ extern const NSBezelStyle NSBezelStylePush; // https://developer.apple.com/docum
 @interface NSView (InterfaceMembers)
 - (void)setAccessibilityLabel:(nullable NSString *)accessibilityLabel; // https://developer.apple.com/documentation/appkit/nsaccessibilityprotocol/setaccessibilitylabel(_:)
 @end
+
+@interface NSImageView (InterfaceMembers)
+@property(copy, nullable) NSColor *contentTintColor; // https://developer.apple.com/documentation/appkit/nsimageview/contenttintcolor
+@end
+
+@interface NSTextField (WrappingMembers)
++ (instancetype)wrappingLabelWithString:(NSString *)stringValue; // https://developer.apple.com/documentation/appkit/nstextfield/init(wrappinglabelwithstring:)
+@property CGFloat preferredMaxLayoutWidth; // https://developer.apple.com/documentation/appkit/nstextfield/preferredmaxlayoutwidth
+@end
+
+@interface NSStackView : NSView // https://developer.apple.com/documentation/appkit/nsstackview
+@property NSUserInterfaceLayoutOrientation orientation; // https://developer.apple.com/documentation/appkit/nsstackview/orientation
+@property NSLayoutAttribute alignment; // https://developer.apple.com/documentation/appkit/nsstackview/alignment
+@property NSEdgeInsets edgeInsets; // https://developer.apple.com/documentation/appkit/nsstackview/edgeinsets
+- (void)addArrangedSubview:(NSView *)view; // https://developer.apple.com/documentation/appkit/nsstackview/addarrangedsubview(_:)
+@end
+
+@interface NSView (ConstraintMembers)
+- (void)setAccessibilityValueDescription:(nullable NSString *)accessibilityValueDescription; // https://developer.apple.com/documentation/appkit/nsaccessibility-c.protocol/accessibilityvaluedescription
+@end
+
+@interface NSButton (DestructiveMembers)
+@property BOOL hasDestructiveAction; // https://developer.apple.com/documentation/appkit/nsbutton/hasdestructiveaction
+@end
+
+@interface NSAlert (SheetMembers)
+- (void)beginSheetModalForWindow:(NSWindow *)sheetWindow completionHandler:(void (^_Nullable)(NSModalResponse returnCode))handler; // https://developer.apple.com/documentation/appkit/nsalert/beginsheetmodal(for:completionhandler:)
+@end
+
+@interface NSWindow (SheetMembers)
+- (void)beginSheet:(NSWindow *)sheetWindow completionHandler:(void (^_Nullable)(NSModalResponse returnCode))handler; // https://developer.apple.com/documentation/appkit/nswindow/beginsheet(_:completionhandler:)
+- (void)endSheet:(NSWindow *)sheetWindow; // https://developer.apple.com/documentation/appkit/nswindow/endsheet(_:)-4dmmq
+@end
