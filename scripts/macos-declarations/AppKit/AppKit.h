@@ -18,3 +18,4 @@
 @end
 extern NSString *const NSWorkspaceDidActivateApplicationNotification; // https://developer.apple.com/tutorials/data/documentation/appkit/nsworkspace/didactivateapplicationnotification.md
 extern NSString *const NSWorkspaceApplicationKey; // https://developer.apple.com/documentation/appkit/nsworkspace/applicationuserinfokey.md
+#import <AppKit/Interface.h>
