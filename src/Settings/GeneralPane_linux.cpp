@@ -153,14 +153,7 @@ void QtGeneralPane::noticeButtonClicked(std::size_t index) {
     if (index >= shown_.startupNotices.size() || !shown_.startupNotices[index].button) {
         return;
     }
-    switch (shown_.startupNotices[index].button->action) {
-    case Pane::StartupAction::openLoginItemsSettings:
-        model_->loginItem().openLoginItemsSettings();
-        break;
-    case Pane::StartupAction::tryAgain:
-        model_->retryLaunchAtLogin();
-        break;
-    }
+    model_->perform(shown_.startupNotices[index].button->action);
 }
 
 void QtGeneralPane::redraw() {

@@ -16,6 +16,9 @@ namespace kestrelle {
 // What the Passwords pane shows: the biometrics status, the saved entries with their actions,
 // the add button, the caption and the last error.
 struct PasswordsPanePresentation {
+    // What a row's four buttons do.
+    enum class Action { moveUp, moveDown, edit, remove };
+
     struct Row {
         // What the row's actions hand back to the model.
         SettingsEntry entry;

@@ -152,19 +152,10 @@ void QtPasswordsPane::act(std::size_t index, Action action) {
         return;
     }
     const auto entry = shownRows_[index].entry;
-    switch (action) {
-    case Action::moveUp:
-    case Action::moveDown:
+    if (action == Action::moveUp || action == Action::moveDown) {
         focusAfterChange_ = {entry.id, action};
-        model_->move(entry, action == Action::moveUp ? -1 : 1);
-        break;
-    case Action::edit:
-        model_->beginEdit(entry);
-        break;
-    case Action::remove:
-        model_->requestDelete(entry);
-        break;
     }
+    model_->perform(entry, action);
 }
 
 void QtPasswordsPane::redraw() {

@@ -30,7 +30,7 @@ public:
     ~QtPasswordsPane() override;
 
 private:
-    enum class Action { moveUp, moveDown, edit, remove };
+    using Action = PasswordsPanePresentation::Action;
     struct RowWidgets {
         QWidget* row;
         QLabel* symbol;

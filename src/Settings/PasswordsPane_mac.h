@@ -26,7 +26,7 @@ class AppKitPasswordsPane {
     NSView *view() const { return view_; }
 
   private:
-    enum class Action { moveUp, moveDown, edit, remove };
+    using Action = PasswordsPanePresentation::Action;
     struct Row {
         NSStackView *view;
         NSImageView *symbol;

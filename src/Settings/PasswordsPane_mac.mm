@@ -115,19 +115,7 @@ void AppKitPasswordsPane::act(std::size_t index, Action action) {
     if (index >= shownRows_.size()) {
         return;
     }
-    const auto entry = shownRows_[index].entry;
-    switch (action) {
-    case Action::moveUp:
-    case Action::moveDown:
-        model_->move(entry, action == Action::moveUp ? -1 : 1);
-        break;
-    case Action::edit:
-        model_->beginEdit(entry);
-        break;
-    case Action::remove:
-        model_->requestDelete(entry);
-        break;
-    }
+    model_->perform(shownRows_[index].entry, action);
 }
 
 void AppKitPasswordsPane::redraw() {

@@ -356,4 +356,32 @@ void SettingsViewModel::retryLaunchAtLogin() {
     }
 }
 
+void SettingsViewModel::perform(const SettingsEntry& entry,
+                                PasswordsPanePresentation::Action action) {
+    using Action = PasswordsPanePresentation::Action;
+    switch (action) {
+    case Action::moveUp:
+    case Action::moveDown:
+        move(entry, action == Action::moveUp ? -1 : 1);
+        break;
+    case Action::edit:
+        beginEdit(entry);
+        break;
+    case Action::remove:
+        requestDelete(entry);
+        break;
+    }
+}
+
+void SettingsViewModel::perform(GeneralPanePresentation::StartupAction action) {
+    switch (action) {
+    case GeneralPanePresentation::StartupAction::openLoginItemsSettings:
+        loginItem_.openLoginItemsSettings();
+        break;
+    case GeneralPanePresentation::StartupAction::tryAgain:
+        retryLaunchAtLogin();
+        break;
+    }
+}
+
 } // namespace kestrelle

@@ -132,6 +132,10 @@ public:
     // Repeats the request that failed.
     void retryLaunchAtLogin();
 
+    // What the panes' buttons do.
+    void perform(const SettingsEntry& entry, PasswordsPanePresentation::Action action);
+    void perform(GeneralPanePresentation::StartupAction action);
+
 private:
     class Activity;
 
