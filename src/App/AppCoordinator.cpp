@@ -39,9 +39,9 @@ std::shared_ptr<AppCoordinator> AppCoordinator::create(Platform& platform) {
 
 std::unique_ptr<EntryCatalogStoring> AppCoordinator::makeRepository(Platform& platform) {
     try {
-        return std::make_unique<EntryRepository>(platform.dataDirectory,
-                                                 std::make_unique<AtomicFileWriter>(),
-                                                 platform.traits.dataFolderName);
+        return std::make_unique<EntryRepository>(
+            platform.dataDirectory, std::make_unique<AtomicFileWriter>(platform.makeFileSystem()),
+            platform.traits.dataFolderName);
     } catch (const KestrelleError& error) {
         // The rest of the app runs, and shows why wherever the catalog is needed.
         return std::make_unique<UnavailableEntryRepository>("Password metadata is unavailable. " +

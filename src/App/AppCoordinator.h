@@ -22,6 +22,7 @@
 #include "Shortcut/HotkeyManager.h"
 #include "Storage/EntryCatalogStoring.h"
 #include "Storage/KeychainBackend.h"
+#include "Storage/PosixFileSystem.h"
 #include "Storage/SecretStore.h"
 #include "System/LoginItemService.h"
 #include "System/PermissionsManager.h"
@@ -60,6 +61,11 @@ public:
         std::shared_ptr<LoginItemSystemService> loginItems;
         // Entry storage.
         std::function<std::filesystem::path()> dataDirectory;
+        // What the entry catalog's atomic writes go through: plain POSIX calls unless the
+        // platform protects new files.
+        std::function<std::unique_ptr<FileSystem>()> makeFileSystem = [] {
+            return std::make_unique<PosixFileSystem>();
+        };
         KeychainBackend& keychain;
         SerialQueue& keychainQueue;
         BiometricContextCreating& biometrics;

@@ -178,6 +178,17 @@ TEST_F(AppCoordinatorTest, SettingsPollsThePermissionWhileOpenAndClearsFormsOnCl
     EXPECT_EQ(windows.calls, (std::vector<std::string>{"activate", "make key"}));
 }
 
+// macOS protects the catalog file through its own file system; the writes must reach it.
+TEST_F(AppCoordinatorTest, TheEntryCatalogIsWrittenThroughThePlatformsFileSystem) {
+    ASSERT_TRUE(lifecycle.didFinishLaunching());
+    submitEntry("GitHub");
+    biometrics.last().approvePrompt();
+    executor.runUntilIdle();
+    ASSERT_NE(fileSystem, nullptr);
+    EXPECT_NE(std::ranges::find(fileSystem->steps, test::FaultyFileSystem::Step::rename),
+              fileSystem->steps.end());
+}
+
 // Typing through the keymap needs the platform's keymap keyboard, not its Unicode events.
 TEST_F(AppCoordinatorTest, RefusesToStartWithoutTheKeyboardItsWayOfTypingNeeds) {
     auto x11 = platform;

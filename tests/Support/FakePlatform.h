@@ -16,6 +16,7 @@
 #include "Support/FakeShell.h"
 #include "Support/FakeStatusBar.h"
 #include "Support/FakeSystemWorkspace.h"
+#include "Support/FaultyFileSystem.h"
 #include "Support/InMemoryKeyValueStore.h"
 #include "Support/ManualExecutor.h"
 #include "Support/ManualQueue.h"
@@ -38,6 +39,8 @@ struct FakePlatform {
     FakeAppActivationNotifier appActivations;
     ManualRepeatingTimers timers{executor};
     TemporaryDirectory directory;
+    // The entry catalog's file system, once the coordinator made it.
+    FaultyFileSystem* fileSystem = nullptr;
     FakeKeychainBackend keychain;
     FakeBiometricContextFactory biometrics;
     FakeAccessibility accessibility;
@@ -66,6 +69,12 @@ struct FakePlatform {
         .bundle = RunningBundle{"/Applications/Kestrelle.app", "app.kestrelle.Kestrelle"},
         .loginItems = std::make_shared<FakeLoginItemSystem>(),
         .dataDirectory = [this] { return directory.path(); },
+        .makeFileSystem =
+            [this] {
+                auto made = std::make_unique<FaultyFileSystem>();
+                fileSystem = made.get();
+                return made;
+            },
         .keychain = keychain,
         .keychainQueue = keychainQueue,
         .biometrics = biometrics,

@@ -10,10 +10,10 @@ extern NSString *const LAErrorDomain; // https://developer.apple.com/documentati
 
 @interface LAContext : NSObject // https://developer.apple.com/tutorials/data/documentation/localauthentication/lacontext.md
 - (BOOL)canEvaluatePolicy:(LAPolicy)policy error:(NSError *__autoreleasing *)error; // https://developer.apple.com/documentation/localauthentication/lacontext/canevaluatepolicy(_:error:)
-- (void)evaluatePolicy:(LAPolicy)policy localizedReason:(NSString *)localizedReason reply:(void (^)(BOOL success, NSError *error))reply; // https://developer.apple.com/documentation/localauthentication/lacontext/evaluatepolicy(_:localizedreason:reply:)
-- (void)invalidate; // https://developer.apple.com/documentation/localauthentication/lacontext/invalidate()
+- (void)evaluatePolicy:(LAPolicy)policy localizedReason:(NSString *)localizedReason reply:(void (^)(BOOL success, NSError *_Nullable error))reply; // https://developer.apple.com/documentation/localauthentication/lacontext/evaluatepolicy(_:localizedreason:reply:).md
+- (void)invalidate; // https://developer.apple.com/tutorials/data/documentation/localauthentication/lacontext/invalidate().md
 @property(nonatomic, copy) NSString *localizedFallbackTitle; // https://developer.apple.com/documentation/localauthentication/lacontext/localizedfallbacktitle
-@property(nonatomic) NSTimeInterval touchIDAuthenticationAllowableReuseDuration; // https://developer.apple.com/documentation/localauthentication/lacontext/touchidauthenticationallowablereuseduration
+@property(nonatomic) NSTimeInterval touchIDAuthenticationAllowableReuseDuration; // https://developer.apple.com/tutorials/data/documentation/localauthentication/lacontext/touchidauthenticationallowablereuseduration.md
 @property(nonatomic) BOOL interactionNotAllowed; // https://developer.apple.com/documentation/localauthentication/lacontext/interactionnotallowed
 @property(nonatomic, readonly) LABiometryType biometryType; // https://developer.apple.com/documentation/localauthentication/lacontext/biometrytype.md
 @end
