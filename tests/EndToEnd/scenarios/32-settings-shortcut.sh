@@ -13,10 +13,13 @@ check "kestrelle holds the default shortcut" eval '! free ctrl+alt+space'
 open_settings
 ui_do "page tab" General
 ui_wait "push button" "Keyboard shortcut"
+# Probing a combination grabs it for a moment, so a probe must not meet kestrelle's own grab:
+# each waits until kestrelle has answered the change on screen.
 record() { # COMBINATION: typed into the recorder, as a person does after clicking it
     ui_do "push button" "Keyboard shortcut"
     wait_kestrelle_shows "Press a key combination." 5
     press "$1"
+    wait_for 5 "the recorder to take it" eval '! kestrelle_shows "Press a key combination."'
 }
 record ctrl+shift+k
 check "the new shortcut is held" wait_for 5 "Ctrl+Shift+K to be grabbed" eval '! free ctrl+shift+k'
@@ -39,6 +42,7 @@ check "a shortcut another program holds is refused, with a line saying so" \
     wait_kestrelle_shows "Ctrl+Shift+H is already in use"
 
 ui_do "push button" Reset
+wait_for 5 "the conflict line to go" eval '! kestrelle_shows "Ctrl+Shift+H is already in use"'
 check "Reset takes the default back" wait_for 5 "Ctrl+Alt+Space to be grabbed" eval '! free ctrl+alt+space'
 fixture_focus gtk text
 press_shortcut
