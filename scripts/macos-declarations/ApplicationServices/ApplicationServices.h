@@ -4,21 +4,23 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <stdbool.h>
 
-typedef struct CF_BRIDGED_TYPE(id) __CGEvent *CGEventRef; // https://developer.apple.com/documentation/coregraphics/cgevent
-typedef struct CF_BRIDGED_TYPE(id) __CGEventSource *CGEventSourceRef; // https://developer.apple.com/documentation/coregraphics/cgeventsource
+typedef struct CF_BRIDGED_TYPE(id) __CGEvent *CGEventRef; // https://developer.apple.com/documentation/coregraphics/cgevent.md
+typedef struct CF_BRIDGED_TYPE(id) __CGEventSource *CGEventSourceRef; // https://developer.apple.com/documentation/coregraphics/cgeventsource.md
 typedef uint16_t CGKeyCode; // https://developer.apple.com/documentation/coregraphics/cgkeycode.md
-typedef uint64_t CGEventFlags; // https://developer.apple.com/documentation/coregraphics/cgeventflags
+// The page shows the flags as an option set; its width is not on it (64 bits on the platform).
+typedef uint64_t CGEventFlags; // https://developer.apple.com/tutorials/data/documentation/coregraphics/cgeventflags.md
 typedef int32_t CGEventSourceStateID; // https://developer.apple.com/documentation/coregraphics/cgeventsourcestateid.md
-static const CGEventSourceStateID kCGEventSourceStatePrivate = -1; // https://developer.apple.com/documentation/coregraphics/cgeventsourcestateid/privatestate
+// The cases' pages give no values; these as read at https://docs.rs/core-graphics/latest/src/core_graphics/event_source.rs.html
+static const CGEventSourceStateID kCGEventSourceStatePrivate = -1; // https://developer.apple.com/tutorials/data/documentation/coregraphics/cgeventsourcestateid/privatestate.md
 static const CGEventSourceStateID kCGEventSourceStateCombinedSessionState = 0; // https://developer.apple.com/documentation/coregraphics/cgeventsourcestateid/combinedsessionstate
 
 KESTRELLE_C_BEGIN
-CGEventFlags CGEventSourceFlagsState(CGEventSourceStateID stateID); // https://developer.apple.com/documentation/coregraphics/cgeventsource/flagsstate(_:)
+CGEventFlags CGEventSourceFlagsState(CGEventSourceStateID stateID); // https://developer.apple.com/documentation/coregraphics/cgeventsource/flagsstate(_:).md
 CGEventSourceRef _Nullable CGEventSourceCreate(CGEventSourceStateID stateID) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/coregraphics/cgeventsource/init(stateid:).md
 CGEventRef _Nullable CGEventCreateKeyboardEvent(CGEventSourceRef _Nullable source, CGKeyCode virtualKey, bool keyDown) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/coregraphics/cgevent/init(keyboardeventsource:virtualkey:keydown:).md
-void CGEventSetFlags(CGEventRef event, CGEventFlags flags); // https://developer.apple.com/documentation/coregraphics/cgevent/flags
-void CGEventKeyboardSetUnicodeString(CGEventRef event, UniCharCount stringLength, const UniChar *unicodeString); // https://developer.apple.com/documentation/coregraphics/cgevent/keyboardsetunicodestring(stringlength:unicodestring:)
-void CGEventPostToPid(pid_t pid, CGEventRef event); // https://developer.apple.com/documentation/coregraphics/cgevent/posttopid(_:)
+void CGEventSetFlags(CGEventRef event, CGEventFlags flags); // https://developer.apple.com/documentation/coregraphics/cgeventsetflags.md
+void CGEventKeyboardSetUnicodeString(CGEventRef event, UniCharCount stringLength, const UniChar *_Nullable unicodeString); // https://developer.apple.com/tutorials/data/documentation/coregraphics/cgevent/keyboardsetunicodestring(stringlength:unicodestring:).md
+void CGEventPostToPid(pid_t pid, CGEventRef event); // https://developer.apple.com/documentation/coregraphics/cgevent/posttopid(_:).md
 KESTRELLE_C_END
 
 // Accessibility (HIServices). Apple's per-function pages are not in the reference corpus; these

@@ -13,13 +13,13 @@ extern const CFStringRef kSecAttrService; // https://developer.apple.com/tutoria
 extern const CFStringRef kSecAttrAccount; // https://developer.apple.com/documentation/security/ksecattraccount.md
 extern const CFStringRef kSecAttrSynchronizable; // https://developer.apple.com/documentation/security/ksecattrsynchronizable.md
 extern const CFStringRef kSecAttrAccessControl; // https://developer.apple.com/tutorials/data/documentation/security/ksecattraccesscontrol.md
-extern const CFStringRef kSecAttrAccessibleWhenUnlockedThisDeviceOnly; // https://developer.apple.com/documentation/security/ksecattraccessiblewhenunlockedthisdeviceonly
+extern const CFStringRef kSecAttrAccessibleWhenUnlockedThisDeviceOnly; // https://developer.apple.com/tutorials/data/documentation/security/ksecattraccessiblewhenunlockedthisdeviceonly.md
 extern const CFStringRef kSecUseDataProtectionKeychain; // https://developer.apple.com/tutorials/data/documentation/security/ksecusedataprotectionkeychain.md
 extern const CFStringRef kSecUseAuthenticationContext; // https://developer.apple.com/tutorials/data/documentation/security/ksecuseauthenticationcontext.md
 extern const CFStringRef kSecValueData; // https://developer.apple.com/documentation/security/ksecvaluedata.md
-extern const CFStringRef kSecMatchLimit; // https://developer.apple.com/documentation/security/ksecmatchlimit
+extern const CFStringRef kSecMatchLimit; // https://developer.apple.com/tutorials/data/documentation/security/ksecmatchlimit.md
 extern const CFStringRef kSecMatchLimitOne; // https://developer.apple.com/tutorials/data/documentation/security/ksecmatchlimitone.md
-extern const CFStringRef kSecReturnData; // https://developer.apple.com/documentation/security/ksecreturndata
+extern const CFStringRef kSecReturnData; // https://developer.apple.com/tutorials/data/documentation/security/ksecreturndata.md
 extern const CFStringRef kSecReturnAttributes; // https://developer.apple.com/tutorials/data/documentation/security/ksecreturnattributes.md
 SecAccessControlRef _Nullable SecAccessControlCreateWithFlags(CFAllocatorRef allocator, CFTypeRef protection, SecAccessControlCreateFlags flags, CFErrorRef *error) CF_RETURNS_RETAINED; // https://developer.apple.com/documentation/security/secaccesscontrolcreatewithflags(_:_:_:_:).md
 OSStatus SecItemAdd(CFDictionaryRef attributes, CFTypeRef _Nullable *_Nullable result); // https://developer.apple.com/documentation/security/secitemadd(_:_:).md

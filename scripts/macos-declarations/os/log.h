@@ -1,9 +1,11 @@
 // For scripts/check-macos-syntax only, never built into the product. Written from the unified
 // logging reference pages; only what the adapters use.
 #pragma once
+#import <Foundation/Foundation.h>
 #include <stdint.h>
 
-typedef struct kestrelle_os_log_s *os_log_t; // https://developer.apple.com/documentation/os/os_log_t
+// An object under ARC, as on the platform; the page's OS_os_log protocol adds nothing the adapter calls.
+typedef NSObject *os_log_t; // https://developer.apple.com/documentation/os/os_log_t.md
 typedef uint8_t os_log_type_t; // https://developer.apple.com/documentation/os/os_log_type_t
 static const os_log_type_t OS_LOG_TYPE_DEFAULT = 0x00; // https://developer.apple.com/documentation/os/os_log_type_t/os_log_type_default
 static const os_log_type_t OS_LOG_TYPE_INFO = 0x01; // https://developer.apple.com/documentation/os/os_log_type_t/os_log_type_info
