@@ -32,6 +32,7 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
+import fields  # noqa: E402
 import harness  # noqa: E402
 
 MAX_DEPTH = 24
@@ -54,15 +55,7 @@ def settle():
 
 def application(pid):
     settle()
-    desktop = Atspi.get_desktop(0)
-    for index in range(desktop.get_child_count()):
-        app = desktop.get_child_at_index(index)
-        try:
-            if app is not None and app.get_process_id() == pid:
-                return app
-        except GLib.Error:
-            continue  # an application that went away meanwhile
-    return None
+    return fields.application(pid)
 
 
 def walk(node, depth=0):
