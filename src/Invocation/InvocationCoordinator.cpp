@@ -203,14 +203,13 @@ Task<std::shared_ptr<CapturedInsertionTarget>>
 InvocationCoordinator::recapture(std::weak_ptr<InvocationCoordinator> weak,
                                  Generation::Token token) {
     const auto period = reacquire(weak, token)->traits_.captureRetryPeriod;
-    for (auto waited = Duration::zero(); waited < period; waited += retryInterval) {
-        co_await sleepFor(retryInterval);
+    Duration delay = firstRecaptureDelay;
+    for (auto waited = delay; waited <= period; delay = retryInterval, waited += delay) {
+        co_await sleepFor(delay);
         const auto self = reacquire(weak, token);
         if (auto target = self->captureTarget_ ? self->captureTarget_() : nullptr) {
-            logger.notice(
-                "Target captured after {} ms",
-                std::chrono::duration_cast<std::chrono::milliseconds>(waited + retryInterval)
-                    .count());
+            logger.notice("Target captured after {} ms",
+                          std::chrono::duration_cast<std::chrono::milliseconds>(waited).count());
             // Later activations are judged against it too.
             std::get<Authenticating>(self->state_).invocation.target = target;
             co_return target;

@@ -43,6 +43,9 @@ public:
     // How often a capture at release, and a wait for the field's focus after a keyboard grab,
     // look again within the traits' periods.
     static constexpr auto retryInterval = std::chrono::milliseconds{10};
+    // The field usually has its focus back a moment after the shortcut's grab ends, so a
+    // capture at release first looks again this soon.
+    static constexpr auto firstRecaptureDelay = std::chrono::milliseconds{1};
 
     struct Dependencies {
         Executor& executor;
