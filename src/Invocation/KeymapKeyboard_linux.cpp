@@ -4,8 +4,6 @@
 #include "Runtime/ModifierFlags.h"
 #include "Runtime/X11Key.h"
 
-#include <string_view>
-
 // Xlib's macros clash with Qt's names: Xlib comes last.
 #include <X11/XKBlib.h>
 #include <X11/extensions/XTest.h>
@@ -20,13 +18,6 @@ const Logger logger{"Keyboard"};
 struct XlibFree {
     void operator()(void* data) const { XFree(data); }
 };
-
-xcb_atom_t internAtom(xcb_connection_t* connection, std::string_view name) {
-    const auto reply = xcbReply(
-        xcb_intern_atom_reply, connection,
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()));
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-}
 
 } // namespace
 

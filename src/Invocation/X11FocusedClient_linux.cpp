@@ -11,13 +11,6 @@ constexpr int maximumDepth = 32;
 // In 32-bit units: WM_CLASS holds two short names.
 constexpr std::uint32_t windowClassLength = 128;
 
-xcb_atom_t internAtom(xcb_connection_t* connection, std::string_view name) {
-    const auto reply = xcbReply(
-        xcb_intern_atom_reply, connection,
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()));
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-}
-
 } // namespace
 
 X11FocusedClient::X11FocusedClient(xcb_connection_t* connection, xcb_window_t root)

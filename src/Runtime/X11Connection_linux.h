@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 #include <xcb/xcb.h>
 
 // Xlib's display, named without Xlib's macros.
@@ -26,6 +28,14 @@ XcbReply<Reply> xcbReply(Reply* (*fetch)(xcb_connection_t*, Cookie, xcb_generic_
     XcbReply<Reply> reply(fetch(connection, cookie, &error));
     std::free(error);
     return reply;
+}
+
+// The atom of `name`, interned if need be; none when the server refuses.
+inline xcb_atom_t internAtom(xcb_connection_t* connection, std::string_view name) {
+    const auto reply = xcbReply(
+        xcb_intern_atom_reply, connection,
+        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()));
+    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
 // Qt's own X connection, as Xlib's display and as xcb's connection to the same server, with the
