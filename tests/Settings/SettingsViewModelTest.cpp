@@ -135,6 +135,24 @@ TEST_F(SettingsViewModelTest, FailedWritesAreReportedUntilALoadOrAChangeSucceeds
     EXPECT_EQ(loading, (std::vector{false, true, false}));
 }
 
+// Each row button acts on its own row's entry, in its own direction.
+TEST_F(SettingsViewModelTest, ARowsButtonsActOnThatRowsEntry) {
+    using Action = PasswordsPanePresentation::Action;
+    model->perform(row(1), Action::moveUp);
+    executor.runUntilIdle();
+    EXPECT_EQ(labels(), (Labels{"Bank", "Mail"}));
+    model->perform(row(0), Action::moveDown);
+    executor.runUntilIdle();
+    EXPECT_EQ(labels(), (Labels{"Mail", "Bank"}));
+    model->perform(row(1), Action::edit);
+    ASSERT_TRUE(model->editor());
+    EXPECT_EQ(model->editor()->id, bank);
+    model->closeEditor(*model->editor());
+    model->perform(row(1), Action::remove);
+    ASSERT_TRUE(model->deleteCandidate());
+    EXPECT_EQ(model->deleteCandidate()->id, bank);
+}
+
 TEST_F(SettingsViewModelTest, ADeleteClosesItsConfirmationFirstAndItsSuccessClearsTheLine) {
     factory.outcome = Outcome::hold;
     model->requestDelete(row(0));
