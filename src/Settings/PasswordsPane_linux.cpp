@@ -60,11 +60,15 @@ QtPasswordsPane::QtPasswordsPane(std::shared_ptr<SettingsViewModel> model, QWidg
     : QWidget(parent), model_(std::move(model)), biometricsBox_(new QGroupBox(this)),
       biometrics_(new QtStatusLine(biometricsBox_)),
       biometricSettings_(new QPushButton(toQString(Pane::biometricSettingsTitle), biometricsBox_)),
-      list_(new QScrollArea(this)), rowsLayout_(nullptr), emptyState_(new QWidget(this)),
+      protectionCaption_(makeCaption({}, biometricsBox_)), list_(new QScrollArea(this)),
+      rowsLayout_(nullptr), emptyState_(new QWidget(this)),
       add_(new QPushButton(toQString(Pane::addTitle), this)), error_(new QtStatusLine(this)) {
-    auto* biometricsLayout = new QHBoxLayout(biometricsBox_);
-    biometricsLayout->addWidget(biometrics_, 1);
-    biometricsLayout->addWidget(biometricSettings_);
+    auto* biometricsLine = new QHBoxLayout;
+    biometricsLine->addWidget(biometrics_, 1);
+    biometricsLine->addWidget(biometricSettings_);
+    auto* biometricsLayout = new QVBoxLayout(biometricsBox_);
+    biometricsLayout->addLayout(biometricsLine);
+    biometricsLayout->addWidget(protectionCaption_);
     connect(biometricSettings_, &QPushButton::clicked, this,
             [this] { model_->permissions().openBiometricSettings(); });
 
@@ -163,6 +167,9 @@ void QtPasswordsPane::redraw() {
     biometricsBox_->setTitle(toQString(pane.biometricsSectionTitle));
     biometrics_->setStatus(pane.biometrics);
     biometricSettings_->setVisible(pane.showsBiometricSettingsButton);
+    protectionCaption_->setText(pane.protectionCaption ? toQString(pane.protectionCaption->text)
+                                                       : QString());
+    protectionCaption_->setVisible(pane.protectionCaption.has_value());
 
     // Rows are kept and refilled, so that redrawing keeps the keyboard focus where it was.
     while (rows_.size() < pane.rows.size()) {

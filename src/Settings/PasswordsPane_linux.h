@@ -57,6 +57,7 @@ private:
     QGroupBox* biometricsBox_;
     QtStatusLine* biometrics_;
     QPushButton* biometricSettings_;
+    QLabel* protectionCaption_;
     QScrollArea* list_;
     QVBoxLayout* rowsLayout_;
     QWidget* emptyState_;

@@ -1,4 +1,4 @@
-# Adding a password in Settings: a cancelled approval saves nothing anywhere; the enrolled
+# Adding a password in Settings (whose pane says the keyring protects them): a cancelled approval saves nothing anywhere; the enrolled
 # finger's approval puts the password in the keyring and the label in the catalog, and the
 # picker offers it.
 define_password mail 'mäil-' 'pässwörd'
@@ -7,6 +7,8 @@ add_entry Mail "$mail"
 start_gtk_fixture gtk text
 start_kestrelle
 open_settings
+check "the pane says what protects the passwords here" \
+    kestrelle_shows "Saved passwords are kept in your login keyring"
 before=$(stores_digest)
 
 ui_do "push button" "Add Password…"
